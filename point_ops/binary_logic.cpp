@@ -1,0 +1,113 @@
+#include <cstring>
+
+#include "frame/packed.h"
+#include "zeb/point_ops.h"
+
+using namespace zeb::frame;
+
+namespace {
+
+/// `block(x, y)` for each whole group of 16 pixels of `area`, unchecked, and `pixel(x, y)` for the rest.
+template <class Block, class Pixel>
+void for_each_group(const zeb::Mat<unsigned char>& area, Block block, Pixel pixel) {
+  for (int y = 0; y < area.height; ++y) {
+    int x = 0;
+    for (; x < (area.width & ~15); x += 16) block(x, y);
+    for (; x < area.width; ++x) pixel(x, y);
+  }
+}
+
+unsigned char* address(const zeb::Mat<unsigned char>& image, int x, int y) {
+  return image.data + (std::ptrdiff_t{y} * image.stride + x);
+}
+
+/// The pixels behind the last whole group go through checked access: that is where differing sizes are noticed.
+template <class Packed, class Scalar>
+void combine(const zeb::Mat<unsigned char>& dst, const zeb::Mat<unsigned char>& a, const zeb::Mat<unsigned char>& b,
+             Packed packed, Scalar scalar) {
+  for_each_group(
+      a, [&](int x, int y) { store(address(dst, x, y), packed(load(address(a, x, y)), load(address(b, x, y)))); },
+      [&](int x, int y) { dst.at(y, x) = static_cast<unsigned char>(scalar(a.at(y, x), b.at(y, x))); });
+}
+
+template <class Packed>
+void combine_blocks(unsigned char* dst, const unsigned char* a, const unsigned char* b, int blocks, Packed packed) {
+  for (std::ptrdiff_t i = 0; i < blocks; ++i) store(dst + 16 * i, packed(load(a + 16 * i), load(b + 16 * i)));
+}
+
+/// The 16 bits of `word` as bytes of 0 and 255, lowest bit first.
+__m128i expand(std::uint16_t word) {
+  const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+  const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
+  const __m128i bytes = _mm_shuffle_epi8(_mm_cvtsi32_si128(word), first_byte_8_times_then_second);
+  return _mm_cmpeq_epi8(_mm_and_si128(bytes, bit_of_lane), bit_of_lane);
+}
+
+}  // namespace
+
+namespace zeb {
+
+void bitwise_and(Mat<unsigned char>& dst, const Mat<unsigned char>& a, const Mat<unsigned char>& b) {
+  combine(
+      dst, a, b, [](__m128i p, __m128i q) { return _mm_and_si128(p, q); }, [](int p, int q) { return p & q; });
+}
+
+void bitwise_and(Mat<unsigned char>& dst, const Mat<unsigned char>& a, unsigned char value) {
+  const __m128i values = splat(value);
+  for_each_group(
+      a, [&](int x, int y) { store(address(dst, x, y), _mm_and_si128(load(address(a, x, y)), values)); },
+      [&](int x, int y) { dst.at(y, x) = a.at(y, x) & value; });
+}
+
+void bitwise_andnot(Mat<unsigned char>& dst, const Mat<unsigned char>& a, const Mat<unsigned char>& b) {
+  combine(
+      dst, a, b, [](__m128i p, __m128i q) { return _mm_andnot_si128(p, q); }, [](int p, int q) { return ~p & q; });
+}
+
+void bitwise_xor(Mat<unsigned char>& dst, const Mat<unsigned char>& a, const Mat<unsigned char>& b) {
+  combine(
+      dst, a, b, [](__m128i p, __m128i q) { return _mm_xor_si128(p, q); }, [](int p, int q) { return p ^ q; });
+}
+
+}  // namespace zeb
+
+void ExpandBM(unsigned char* dst, const unsigned char* src, int width, int height, int dst_stride, int src_pitch) {
+  if (width < 1) return;
+  const int whole = width & ~15;
+  for (int y = 0; y < height; ++y) {
+    const unsigned char* from = src + std::ptrdiff_t{y} * (src_pitch >> 3);
+    unsigned char* to = dst + std::ptrdiff_t{y} * dst_stride;
+    const auto word_at = [from](int x) {
+      std::uint16_t word;
+      std::memcpy(&word, from + x / 8, sizeof(word));
+      return word;
+    };
+    for (int x = 0; x < whole; x += 16) store(to + x, expand(word_at(x)));
+    if (whole < width) {
+      alignas(16) unsigned char rest[16];
+      store(rest, expand(word_at(whole)));
+      std::memcpy(to + whole, rest, static_cast<std::size_t>(width - whole));
+    }
+  }
+}
+
+void LogicBin(unsigned char* dst, const unsigned char* a, const unsigned char* b, int bit_count, Logic_bin_mode mode) {
+  const int blocks = bit_count >> 7;
+  switch (mode) {
+    case Logic_bin_mode::logic_and:
+      combine_blocks(dst, a, b, blocks, [](__m128i p, __m128i q) { return _mm_and_si128(p, q); });
+      break;
+    case Logic_bin_mode::logic_or:
+      combine_blocks(dst, a, b, blocks, [](__m128i p, __m128i q) { return _mm_or_si128(p, q); });
+      break;
+    case Logic_bin_mode::logic_xor:
+      combine_blocks(dst, a, b, blocks, [](__m128i p, __m128i q) { return _mm_xor_si128(p, q); });
+      break;
+    case Logic_bin_mode::logic_andnot:
+      combine_blocks(dst, a, b, blocks, [](__m128i p, __m128i q) { return _mm_andnot_si128(p, q); });
+      break;
+    case Logic_bin_mode::logic_not:
+      combine_blocks(dst, a, a, blocks, [](__m128i p, __m128i) { return _mm_andnot_si128(p, splat(255)); });
+      break;
+  }
+}

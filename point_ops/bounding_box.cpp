@@ -1,0 +1,74 @@
+#include <algorithm>
+
+#include "frame/packed.h"
+#include "zeb/point_ops.h"
+
+using namespace zeb::frame;
+
+namespace {
+
+struct BoundingBox {
+  int x_min, x_max, y_min, y_max;
+
+  BoundingBox(int width, int height) : x_min(width), x_max(0), y_min(height), y_max(0) {}
+
+  void include(int x, int y) {
+    x_min = std::min(x_min, x);
+    x_max = std::max(x_max, x);
+    y_min = std::min(y_min, y);
+    y_max = std::max(y_max, y);
+  }
+};
+
+bool any_set(__m128i pixels) { return _mm_testz_si128(pixels, pixels) == 0; }
+
+/// What stands for the whole group in `x`: its first pixel of 128 and more, or 32 without one.
+int representative(__m128i pixels) {
+  const int bright = _mm_movemask_epi8(pixels);
+  return bright == 0 ? 32 : __builtin_ctz(static_cast<unsigned>(bright));
+}
+
+}  // namespace
+
+void vGetMinMaxBM(const unsigned char* src, int width, int height, int stride, int* x_min, int* x_max, int* y_min,
+                  int* y_max) {
+  BoundingBox box(width, height);
+  for (int y = 0; y < height; ++y) {
+    const unsigned char* row = src + std::ptrdiff_t{y} * stride;
+    for (int x = 0; x < width; ++x) {
+      if (row[x] != 0) box.include(x, y);
+    }
+  }
+  *x_min = box.x_min;
+  *x_max = box.x_max;
+  *y_min = box.y_min;
+  *y_max = box.y_max;
+}
+
+void vMMGetMinMaxBM(const unsigned char* src, int width, int height, int stride, int* x_min, int* x_max, int* y_min,
+                    int* y_max) {
+  BoundingBox box(width, height);
+  for (int y = 0; y < height; ++y) {
+    const unsigned char* row = src + std::ptrdiff_t{y} * stride;
+    const auto include_group = [&](int x) {
+      const __m128i pixels = load(row + x);
+      if (any_set(pixels)) box.include(x + representative(pixels), y);
+    };
+    const int whole = width & ~15;
+    int x = 0;
+    for (; x <= whole - 64; x += 64) {
+      const __m128i all = _mm_or_si128(_mm_or_si128(load(row + x), load(row + x + 16)),
+                                       _mm_or_si128(load(row + x + 32), load(row + x + 48)));
+      if (!any_set(all)) continue;
+      for (int group = x; group < x + 64; group += 16) include_group(group);
+    }
+    for (; x < whole; x += 16) include_group(x);
+    for (; x < width; ++x) {
+      if (row[x] != 0) box.include(x, y);
+    }
+  }
+  *x_min = box.x_min;
+  *x_max = box.x_max;
+  *y_min = box.y_min;
+  *y_max = box.y_max;
+}

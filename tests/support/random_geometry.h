@@ -1,0 +1,31 @@
+#pragma once
+
+#include <ostream>
+#include <random>
+
+namespace zeb::testing {
+
+/// Uniform over `lowest` to `highest`, both included.
+inline int pick(std::mt19937& engine, int lowest, int highest) {
+  return std::uniform_int_distribution<int>(lowest, highest)(engine);
+}
+
+/// A random image layout: narrow and wide, with and without padding, at any alignment.
+struct Geometry {
+  int width, stride, height, offset;
+
+  static Geometry random(std::mt19937& engine, int largest_width = 200, int largest_height = 40) {
+    Geometry g{};
+    g.width = pick(engine, 1, largest_width);
+    g.stride = g.width + (pick(engine, 0, 2) == 0 ? 0 : pick(engine, 0, 40));
+    g.height = pick(engine, 0, largest_height);
+    g.offset = pick(engine, 0, 15);
+    return g;
+  }
+
+  friend std::ostream& operator<<(std::ostream& os, const Geometry& g) {
+    return os << "width " << g.width << ", stride " << g.stride << ", height " << g.height << ", offset " << g.offset;
+  }
+};
+
+}  // namespace zeb::testing
