@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
-#include <limits>
+#include <cmath>
+#include <cstdint>
 #include <stdexcept>
 
 #include "tests/statistics/same_bits.h"
@@ -107,6 +109,9 @@ TEST(PairMeasures, NoPixels) {
     EXPECT_TRUE(std::isnan(c.packed(nullptr, nullptr, 0, 0, 0, 0))) << c.name;
     EXPECT_TRUE(std::isnan(c.packed(nullptr, nullptr, 20, 0, 20, 20))) << c.name;
     EXPECT_EQ(c.packed(nullptr, nullptr, -20, 3, 20, 20), 0.0f) << c.name;
+    if (c.scalar == nullptr) continue;
+    EXPECT_TRUE(std::isnan(c.scalar(nullptr, nullptr, 0, 3, 20, 20))) << c.name;
+    EXPECT_TRUE(std::isnan(c.scalar(nullptr, nullptr, 20, 0, 20, 20))) << c.name;
   }
   EXPECT_TRUE(std::isnan(zeb::l1_norm({}, {}, zeb::L1_norm_mode::Or)));
 }
@@ -221,6 +226,9 @@ TEST(Normalise, SamplesAGridAndScales) {
   mask(4, 6) = mask(3, 7) = 255;
   EXPECT_EQ(zeb::norm(dst_mat, src.mat(), mask.mat(), 100), 25.0f);
   EXPECT_EQ(dst(0, 0), 200);
+  src(3, 6) = 0;
+  EXPECT_EQ(zeb::norm(dst_mat, src.mat(), mask.mat(), 100), 0.0f) << "a black sample is one";
+  src(3, 6) = 25;
   mask(3, 6) = 0;
   const float whole = (50.0f * 134 * 134 - 25) / (134 * 134);
   EXPECT_FLOAT_EQ(zeb::norm(dst_mat, src.mat(), mask.mat(), 100), whole) << "no sample selected: all of them count";

@@ -41,22 +41,14 @@ TEST(Otsu, LeavesItsOutputsWithoutACut) {
 }
 
 TEST(Otsu, SkippedBinsStayOutOfTheMoment) {
-  // The first two bins weigh too little to be looked at. They would shift the lower mean by a third otherwise, and with
-  // it the best cut.
-  const float w = 0.9e-8f;
-  const Histogram h = {0, w, 1.3e-8f, 0, 3e-8f, 3e-8f};
-  float best = 0;
-  std::pair<int, int> expected;
-  const float total = w + 1.3e-8f + 3e-8f + 3e-8f, s = 1 * w + 2 * 1.3e-8f + 4 * 3e-8f + 5 * 3e-8f;
-  const float weights[] = {0, 0, w + 1.3e-8f, w + 1.3e-8f, w + 1.3e-8f + 3e-8f};
-  const float moments[] = {0, 0, 2 * 1.3e-8f, 2 * 1.3e-8f, 2 * 1.3e-8f + 4 * 3e-8f};
-  for (int i = 2; i < 5; ++i) {
-    const float rest = total - weights[i], d = moments[i] / weights[i] - (s - moments[i]) / rest;
-    const float v = d * d * (weights[i] * rest);
-    if (v > best) expected.first = i;
-    if (v >= best) expected.second = i, best = v;
-  }
-  EXPECT_EQ(plateau(h), expected);
+  // In units of 1e-8 the bins 100, 101, 102, 110 weigh 0.9, 2, 2, 8 and have the moment 1376. Bin 100 is skipped. After
+  // bin 101 the variance is (202 / 2.9 - 1174 / 10)^2 * 29 = 66060, after bin 102 (406 / 4.9 - 970 / 8)^2 * 39.2 =
+  // 57776. With the moment of bin 100 it would be 1724 and 3019, the plateau from 102 to 109.
+  Histogram h(120);
+  h[100] = 0.9e-8f;
+  h[101] = h[102] = 2e-8f;
+  h[110] = 8e-8f;
+  EXPECT_EQ(plateau(h), std::pair(101, 101));
 }
 
 /// The exhaustive search with its three tables and its odometer, the idle counter at its end included.
