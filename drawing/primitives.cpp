@@ -68,6 +68,7 @@ int inclusive_extent(int first, int last) { return wrapping_add(wrapping_sub(las
 
 void vLine(unsigned char* dst, int x1, int y1, int x2, int y2, int stride, int height, unsigned char value,
            int radius) {
+  if (radius < 0) return;
   const Canvas canvas{dst, stride, height, value};
   const std::int64_t dx = std::int64_t{x2} - x1, dy = std::int64_t{y2} - y1;
   const bool flat = std::abs(dx) > std::abs(dy);
@@ -77,6 +78,8 @@ void vLine(unsigned char* dst, int x1, int y1, int x2, int y2, int stride, int h
   std::int64_t exact = flat ? x1 : y1;
   float running = static_cast<float>(flat ? y1 : x1);
   for (std::int64_t i = 0; i < steps; ++i, exact += step, running += slope) {
+    const bool has_left_the_image = step > 0 ? exact - radius >= (flat ? stride : height) : exact + radius < 0;
+    if (has_left_the_image) break;
     const std::int64_t rounded = zeb::frame::trunc(static_cast<double>(running) + 0.5);
     canvas.stamp(flat ? exact : rounded, flat ? rounded : exact, radius);
   }
