@@ -80,11 +80,13 @@ class RowBits {
   /// Dilates to `half_width` pixels on either side, which must not be less than before.
   void dilate_to(int half_width) {
     while (half_width_ < half_width) {
-      // Each set pixel has become a run of 2 * half_width_ + 1, so two shifted copies leave no gap up to this step.
-      const int step = std::min({half_width - half_width_, 2 * half_width_ + 1, word_bits - 1});
+      // Each pixel has become a run of at least half_width_ + 1, even at the border, so that two copies of it, shifted
+      // by no more than its length, leave no gap.
+      const int step = std::min({half_width - half_width_, half_width_ + 1, word_bits - 1});
       dilate_by(step);
-      enter(step);
       half_width_ += step;
+      if (left_ <= half_width_) enter_left(half_width_ - left_);
+      if (right_ <= half_width_) enter_right(half_width_ - right_);
     }
   }
   int half_width() const { return half_width_; }
@@ -109,13 +111,17 @@ class RowBits {
     }
   }
 
-  /// Lets the runs of the nearest pixels outside the tile in, when this step takes them across its border. From then on
-  /// they grow like all others.
-  void enter(int step) {
-    const std::int64_t reached = half_width_ + step;
-    const auto crosses = [&](std::int64_t distance) { return half_width_ < distance && distance <= reached; };
-    if (crosses(left_)) current()[0] |= ~std::uint64_t{0} >> (word_bits - 1 - (reached - left_));
-    if (crosses(right_)) current()[words_ - 1] |= ~std::uint64_t{0} << (word_bits - 1 - (reached - right_));
+  /// Lets the run of the nearest pixel outside the tile in, up to `last` columns behind the border. All but the columns
+  /// of the last step, at most 63, are there already.
+  void enter_left(std::int64_t last) {
+    const std::int64_t word = last / word_bits;
+    if (word < words_) current()[word] |= ~std::uint64_t{0} >> (word_bits - 1 - last % word_bits);
+    if (word > 0 && word <= words_) current()[word - 1] = ~std::uint64_t{0};
+  }
+  void enter_right(std::int64_t last) {
+    const std::int64_t word = words_ - 1 - last / word_bits;
+    if (word >= 0) current()[word] |= ~std::uint64_t{0} << (word_bits - 1 - last % word_bits);
+    if (word >= -1 && word < words_ - 1) current()[word + 1] = ~std::uint64_t{0};
   }
 
   int words_;
