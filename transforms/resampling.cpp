@@ -6,34 +6,37 @@
 
 using namespace zeb::frame;
 
+namespace {
+
+/// The columns of row `y` in groups of four. The four lanes take the offsets of this row and the three below it, so
+/// that the offset depends on the column modulo 4.
+template <class Offset>
+void map_row_of_groups(unsigned char* dst, const unsigned char* src, int width, int stride, int y, const float* map_x,
+                       const float* offsets_y, const SampleBounds& bounds, float background) {
+  const __m128i x_min = _mm_set1_epi32(bounds.x_min), x_max = _mm_set1_epi32(bounds.x_max);
+  const FourCoordinates rows(_mm_set1_ps(static_cast<float>(y)) + _mm_loadu_ps(offsets_y), _mm_set1_epi32(bounds.y_min),
+                             _mm_set1_epi32(bounds.y_max));
+  const __m128i backgrounds = _mm_cvtps_epi32(_mm_set1_ps(background));
+  for (std::ptrdiff_t x = 0; x < width; x += 4) {
+    const FourCoordinates columns(_mm_loadu_ps(map_x + x), x_min, x_max);
+    store_four(dst + x, pixels_or_background<Offset>(src, stride, columns, rows, backgrounds));
+  }
+}
+
+}  // namespace
+
 namespace zeb {
 
 void map_data(unsigned char* dst, unsigned char* src, int width, int stride, int height, float* map_x, float* map_y,
               int x_min, int x_max, int y_min, int y_max, float background) {
   if (width < 1) return;
   const SampleBounds bounds{x_min, x_max, y_min, y_max};
+  const bool small_offsets = std::min(x_min, y_min) >= 0 && has_small_offsets(x_max, stride, y_max);
+  const auto map_groups = small_offsets ? map_row_of_groups<std::int32_t> : map_row_of_groups<std::int64_t>;
   const int whole = width & ~3;
-  const __m128i lowest_x = _mm_set1_epi32(x_min), end_x = _mm_set1_epi32(x_max), lowest_y = _mm_set1_epi32(y_min),
-                end_y = _mm_set1_epi32(y_max);
-  const __m128i strides = _mm_set1_epi32(stride), backgrounds = _mm_cvtps_epi32(_mm_set1_ps(background));
   for (int y = 0; y < height; ++y) {
-    if (whole > 0) {
-      unsigned char* const row = dst + packed_row(y, stride);
-      // The four lanes take the offsets of this row and the three below it, so that the offset depends on the column
-      // modulo 4.
-      const FourCoordinates rows(_mm_set1_ps(static_cast<float>(y)) + _mm_loadu_ps(map_y + y), lowest_y, end_y);
-      const FourOffsets row_offsets = FourOffsets::of_rows(rows.whole, strides);
-      for (std::ptrdiff_t x = 0; x < whole; x += 4) {
-        const FourCoordinates columns(_mm_loadu_ps(map_x + x), lowest_x, end_x);
-        const __m128i inside = _mm_and_si128(columns.inside, rows.inside);
-        if (_mm_movemask_epi8(inside) == 0) {
-          store_four(row + x, backgrounds);
-          continue;
-        }
-        const __m128 sums = sample_four(src, stride, row_offsets, columns, rows);
-        store_four(row + x, _mm_blendv_epi8(backgrounds, _mm_cvtps_epi32(sums), inside));
-      }
-    }
+    if (whole > 0)
+      map_groups(dst + y * packed_pitch(stride), src, whole, stride, y, map_x, map_y + y, bounds, background);
     unsigned char* const row = dst + std::ptrdiff_t{y} * stride;
     for (int x = whole; x < width; ++x) {
       const float value = sample_bilinear(src, stride, map_x[x], static_cast<float>(y) + map_y[y], bounds, background);
