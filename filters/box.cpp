@@ -3,6 +3,8 @@
 #include <cstring>
 #include <optional>
 
+#include "filters/box_exact.h"
+#include "filters/box_window.h"
 #include "frame/packed.h"
 #include "frame/rounding.h"
 #include "frame/scratch.h"
@@ -11,6 +13,9 @@
 using zeb::frame::Scratch;
 
 namespace zeb {
+
+using namespace filters;
+
 namespace {
 
 /// Sums wrap around in 32 bits, or are the single precision sums of the packed filters. Both are exact, and equal,
@@ -18,41 +23,6 @@ namespace {
 using Integer = std::uint32_t;
 
 int as_int(Integer sum) { return static_cast<int>(sum); }
-
-/// The image and the window around a pixel: `up` columns or rows are left behind, `down` lie ahead.
-struct Window {
-  int width, height;
-  std::int16_t stride;  // Sixteen bits are this family's limit; a larger stride wraps around.
-  int columns, rows;
-  int up_columns, down_columns, up_rows, down_rows;
-  std::int64_t area;
-
-  Window(int image_width, int image_stride, int image_height, int filter_width, int filter_height)
-      : width(image_width),
-        height(image_height),
-        stride(static_cast<std::int16_t>(static_cast<std::uint16_t>(image_stride))),
-        columns(std::max(std::min(width, filter_width), 1)),
-        rows(std::max(std::min(height, filter_height), 1)),
-        up_columns((columns >> 1) + (columns & 1)),
-        down_columns(columns >> 1),
-        up_rows((rows >> 1) + (rows & 1)),
-        down_rows(rows >> 1),
-        area(std::int64_t{columns} * rows) {}
-
-  /// A single pixel is no image to filter.
-  bool nothing_to_do() const { return width < 1 || height < 1 || (width < 2 && height < 2) || stride < 0; }
-
-  /// Where a row begins, rows outside the image being replaced by the nearest one.
-  std::ptrdiff_t nearest_row(std::int64_t y) const {
-    return static_cast<std::ptrdiff_t>(std::clamp<std::int64_t>(y, 0, height - 1)) * stride;
-  }
-
-  /// Room for one element per stride column; a stride that wrapped around may be narrower than the image.
-  std::int64_t work_size() const { return std::max<std::int64_t>(stride, width); }
-
-  /// Whether single precision holds every sum that occurs, those before the leaving column is subtracted included.
-  bool float_sums_are_exact() const { return 255 * (area + std::int64_t{4} * rows) <= std::int64_t{1} << 24; }
-};
 
 /// The sum of each column over the rows of the current window. `value(i)` is what pixel `i` of the image adds.
 template <class Sum, class Value>
@@ -321,15 +291,12 @@ void packed_rows(unsigned char* dst, const Window& window, AllMeans means, Filte
   }
 }
 
-/// The packed filters with or without a mask. Integer sums are quicker and the same while both are exact.
+/// The packed filters in general. With a mask, integer sums are quicker and the same while both are exact.
 template <class Value, class Filter>
 void packed_box(unsigned char* dst, const unsigned char* mask, const Window& window, Value value, Filter filter) {
-  const bool exact = window.float_sums_are_exact();
-  if (mask == nullptr && exact)
-    packed_rows(dst, window, Means<Integer, Value>(window, value), filter);
-  else if (mask == nullptr)
+  if (mask == nullptr)
     packed_rows(dst, window, Means<float, Value>(window, value), filter);
-  else if (exact)
+  else if (window.float_sums_are_exact())
     packed_rows(dst, window, MaskedMeans<Integer, Value>(window, value, mask), filter);
   else
     packed_rows(dst, window, MaskedMeans<float, Value>(window, value, mask), filter);
@@ -379,7 +346,10 @@ void vMMBM_LPFilter(unsigned char* const dst, const unsigned char* const src, co
                     int width, int stride, int height, int filter_width, int filter_height) {
   const Window window(width, stride, height, filter_width, filter_height);
   if (window.nothing_to_do()) return;
-  packed_box(dst, mask, window, Grey{src}, LowPass{});
+  if (mask == nullptr && has_exact_form(window))
+    exact_low_pass(dst, src, window);
+  else
+    packed_box(dst, mask, window, Grey{src}, LowPass{});
 }
 
 void vBM_HPFilter(unsigned char* const dst, const unsigned char* const src, const unsigned char* const mask, int width,
@@ -394,7 +364,10 @@ void vMMBM_HPFilter(unsigned char* const dst, const unsigned char* const src, co
                     int width, int stride, int height, int filter_width, int filter_height, int offset) {
   const Window window(width, stride, height, filter_width, filter_height);
   if (window.nothing_to_do()) return;
-  packed_box(dst, mask, window, Grey{src}, HighPass{src, offset});
+  if (mask == nullptr && has_exact_form(window))
+    exact_high_pass(dst, src, window, offset);
+  else
+    packed_box(dst, mask, window, Grey{src}, HighPass{src, offset});
 }
 
 void vBM_LPIncrease(unsigned char* dst, unsigned char* src, unsigned char* lut, int width, int stride, int height,

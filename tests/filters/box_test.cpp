@@ -212,6 +212,38 @@ TEST(Box, RoundsToEvenBetweenTheEndsAndTruncatesThere) {
   }
 }
 
+/// `numerator / denominator` to nearest, ties to even, limited to 0..255.
+int rounded_quotient(int numerator, int denominator) {
+  if (numerator < 0) return 0;
+  const int down = numerator / denominator, twice_rest = 2 * (numerator % denominator);
+  const bool up = twice_rest > denominator || (twice_rest == denominator && down % 2 == 1);
+  return std::min(down + (up ? 1 : 0), 255);
+}
+
+TEST(Box, RoundsExactlyAtAndBesideTies) {
+  std::mt19937 engine(6);
+  const int width = 48;
+  for (const int area :
+       {2, 3, 4, 6, 15, 254, 256, 257, 258, 259, 1000, 2187, 4097, 8190, 8191, 8192, 8193, 8194, 20000}) {
+    // One column of the window, as tall as the image: in row (area + 1) / 2 it covers the image.
+    Picture src(width, width, area), low(width, width, area), high(width, width, area);
+    int sums[width];
+    for (int x = 0; x < width; ++x) {
+      sums[x] = std::max(0, (2 * pick(engine, 0, 254) + 1) * area / 2 + pick(engine, -1, 1));
+      for (int y = 0; y < area; ++y)
+        src(x, y) = static_cast<unsigned char>(sums[x] / area + (y < sums[x] % area ? 1 : 0));
+    }
+    const int y = (area + 1) / 2, offset = pick(engine, 0, 300);
+    if (y >= area) continue;
+    zeb::vMMBM_LPFilter(low.data(), src.data(), nullptr, width, width, area, 1, area);
+    zeb::vMMBM_HPFilter(high.data(), src.data(), nullptr, width, width, area, 1, area, offset);
+    for (int x = 4; x < width - 4; ++x) {
+      ASSERT_EQ(low(x, y), rounded_quotient(sums[x], area)) << sums[x] << " / " << area;
+      ASSERT_EQ(high(x, y), rounded_quotient((src(x, y) + offset) * area - sums[x], area)) << sums[x] << " / " << area;
+    }
+  }
+}
+
 TEST(Box, ConstantImages) {
   Picture src(40, 48, 7, 77), dst(40, 48, 7);
   const auto expect_all = [&](int value) {
@@ -265,6 +297,25 @@ TEST(Box, NarrowImagesAreWrittenToColumnThree) {
   EXPECT_EQ(tight_dst, Picture::grey({{10, 12}, {10, 12}})) << "nothing is written behind the buffer";
 }
 
+TEST(Box, NothingOutsideTheImagesIsTouched) {
+  std::mt19937 engine(7);
+  for (int i = 0; i < 300; ++i) {
+    // Buffers without any room around them, for memory checkers.
+    const int width = pick(engine, 1, 40), height = pick(engine, 1, 6);
+    const std::vector<unsigned char> src(static_cast<std::size_t>(width * height), 40);
+    std::vector<unsigned char> dst(src), mask(src.size(), 0);
+    const int fw = pick(engine, 1, 40), fh = pick(engine, 1, 6);
+    const unsigned char* const m = pick(engine, 0, 1) == 0 ? nullptr : mask.data();
+    for (auto filter : {zeb::vBM_LPFilter, zeb::vMMBM_LPFilter})
+      filter(dst.data(), src.data(), m, width, width, height, fw, fh);
+    if (width >= 4) {
+      EXPECT_EQ(dst, src);
+    }
+    for (auto filter : {zeb::vBM_HPFilter, zeb::vMMBM_HPFilter})
+      filter(dst.data(), src.data(), m, width, width, height, fw, fh, 40);
+  }
+}
+
 TEST(Box, StrideIsNarrowedToSixteenBits) {
   std::mt19937 engine(3);
   Picture src = Picture::random(engine, 20, 24, 9);
@@ -296,9 +347,11 @@ TEST(Box, LackOfMemoryLeavesTheDestination) {
   for (const bool packed : {false, true}) {
     for (const Kind kind : {Kind::low_pass, Kind::high_pass})
       for (int granted = 0; granted < 2; ++granted) {
-        Call call{kind, packed, &mask, {}, 5, 5, 0};
-        const FailingAllocations failing(granted);
-        call.run(dst, src);
+        for (Picture* m : {&mask, static_cast<Picture*>(nullptr)}) {
+          if (!packed && m == nullptr && granted == 1) continue;  // one block is all that it needs
+          const FailingAllocations failing(granted);
+          Call{kind, packed, m, {}, 5, 5, 0}.run(dst, src);
+        }
       }
     for (int granted = 0; granted < 2; ++granted) {
       const FailingAllocations failing(granted);
