@@ -1,0 +1,129 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "zeb/export.h"
+#include "zeb/image.h"
+
+/// \file
+/// Chain-coded outlines: the shape class, tracing, collections, hulls, rendering, measures and the contour scan.
+///
+/// A chain code describes an 8-connected walk over pixels, one `char` per step (H. Freeman, "On the encoding of
+/// arbitrary geometric configurations", 1961). With x to the right and y downward, the codes are
+///
+///     6 5 4        code   0       1      2      3      4       5      6       7
+///     7 . 3        step (-1,1)  (0,1)  (1,1)  (1,0)  (1,-1)  (0,-1) (-1,-1) (-1,0)
+///     0 1 2
+///
+/// Code 0 is deliberately not the step to the right.
+
+/// Thrown for a chain code outside 0 to 7, "chain code value out of range ([0,7])".
+struct ZEB_API invalid_chain_code_element : public std::invalid_argument {
+  invalid_chain_code_element();
+  invalid_chain_code_element(const invalid_chain_code_element& other);
+  invalid_chain_code_element& operator=(const invalid_chain_code_element& other);
+  ~invalid_chain_code_element() override;
+};
+
+namespace zeb {
+
+using ::invalid_chain_code_element;
+
+/// The outline of a connected set of pixels: a start pixel and a chain code, with the extents and the orientation that
+/// the tracer measured on its way.
+///
+/// The chain of a traced shape is closed: its last step leads back into the start pixel. `size()` counts steps, not
+/// pixels; a pixel may be visited more than once, and a line one pixel wide is walked out and back. An isolated pixel
+/// has no steps: `size()` is 0 and `empty()` false. `empty()` alone tells that no shape was found.
+class ZEB_API Shape {
+ public:
+  /// The intended largest chain, for callers. Nothing here enforces it: chains may be longer.
+  static const unsigned int max_count = 131072;
+
+  /// No shape: `empty()` is true, everything else zero or false.
+  Shape();
+  /// Takes over `chain`, which is left empty, and stores the rest as given. Nothing is checked. `empty()` is false.
+  Shape(std::vector<char>&& chain, int start_x, int start_y, int min_x, int max_x, int min_y, int max_y,
+        bool counter_clockwise, int rot);
+  Shape(const Shape& other);
+  /// Takes over the chain; all else is copied, so that `other` keeps its extents and its `empty()`.
+  Shape(Shape&& other) noexcept;
+  Shape& operator=(const Shape& other);
+  /// As the move constructor; moving a shape onto itself changes nothing.
+  Shape& operator=(Shape&& other) noexcept;
+  ~Shape();
+  void swap(Shape& other);
+
+  /// Moves the start pixel and the extents. The chain and `rot()` stay, although `rot()` depends on the position.
+  void add_offset(int dx, int dy);
+
+  /// The extents as a rectangle, both corners inclusive.
+  Rect__<Point_<int>> boundary() const;
+  /// The first of `size()` codes; null for a chain that never had any.
+  char* chain_code();
+  const char* chain_code() const;
+  /// True where no shape was found. An isolated pixel is a shape.
+  bool empty() const;
+  /// True for a walk with the shape on its right hand as seen on a screen, which runs anticlockwise in a frame with y
+  /// upward. It is what the shape was constructed with; nothing checks it against the chain.
+  bool is_counter_clockwise() const;
+  /// Extents of the pixels visited, inclusive.
+  int max_x() const;
+  int max_y() const;
+  int min_x() const;
+  int min_y() const;
+  /// The rectangle of smallest area around the convex hull, see `vMER`: its corners, truncated toward zero, and the
+  /// lengths of its longer and its shorter side in pixels. Sides are measured between pixel centres. For up to 8 steps
+  /// everything is zero. Neither pointer may be null.
+  std::array<Point_<int>, 4> minimum_enclosing_rectangle(float* length, float* width) const;
+  /// The signed sum that the tracer accumulated, see `find_next_shape`.
+  int rot() const;
+  /// Number of steps.
+  std::uint64_t size() const;
+  /// Where the walk begins and ends.
+  Point_<int> start_point() const;
+
+ private:
+  std::vector<char> chain_;
+  Point_<int> start_;
+  int min_x_ = 0, max_x_ = 0, min_y_ = 0, max_y_ = 0;
+  bool counter_clockwise_ = false;
+  int rot_ = 0;
+  bool empty_ = true;
+};
+
+}  // namespace zeb
+
+// ---- convex hull and enclosing rectangle ----------------------------------------------------------------------------
+
+/// Convex hull of the pixels that a closed chain visits, by QuickHull (W. Eddy, 1977; A. Bykat, 1978) along the chain:
+/// only the points that lie between two hull points on the chain are searched for the farthest one, so the chain should
+/// be the outline of a connected set. Codes are masked with 7.
+///
+/// `*hull_x` and `*hull_y` receive blocks of `*hull_count` coordinates, which the caller releases with
+/// `zeb::mem::aligned_free`. They begin at the leftmost point, the first of equals on the chain, and follow the chain.
+/// A vertical line gives its first point twice, any other line its two ends. Where memory is short or `count` is below
+/// 1, both pointers are null and `*hull_count` is 0.
+///
+/// \param x,y the pixel where the chain begins
+ZEB_API void vConvexHull(const char* chain, int count, int** hull_x, int** hull_y, int* hull_count, int x, int y);
+
+/// Rectangle of smallest area with one side on an edge of a hull. Among equal areas the first edge wins.
+///
+/// The extent along an edge is taken from the other hull points: the edge's own ends take no part, so the rectangle may
+/// end before them. A hull of three points hence has no extent along its first edge, an area of 0, and keeps that edge.
+///
+/// \param[out] xs,ys four corners, along the edge and back on the other side. They stay as they are where no edge gives
+///   an area below 1e15, as for two points; the lengths are set even then.
+/// \param hull_x,hull_y `count` hull points in order
+/// \param margin by how much every side moves inward; a negative one counts as 0
+/// \param[out] length,width the longer and the shorter side
+ZEB_API void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count, float margin, float* length,
+                       float* width);
+
+/// Minimum enclosing rectangle of a closed chain that begins at pixel (`x`, `y`): `vCalcRect` without margin on the
+/// hull of the chain. Where `count` is 8 or less, or memory is short, the corners and both lengths are 0.
+ZEB_API void vMER(const char* chain, int count, int x, int y, float* xs, float* ys, float* length, float* width);
