@@ -97,6 +97,86 @@ class ZEB_API Shape {
 
 }  // namespace zeb
 
+// ---- tracing --------------------------------------------------------------------------------------------------------
+
+namespace zeb {
+
+/// From which side a start pixel is sought.
+enum class Find_Active_Pixel_Mode : std::int32_t {
+  from_left = 0,    ///< rows, each from its left end
+  from_right = 1,   ///< rows, each from its right end
+  from_bottom = 2,  ///< columns; see the two forms for where each begins
+  from_top = 3,     ///< columns
+};
+
+/// \name Tracing
+/// Finds a set pixel, one that is not 0, and walks around the outer border of its 8-connected component. The image is
+/// only read. Without a start pixel the result's `empty()` is true; so it is for a `width` or `height` below 1.
+///
+/// The walk. Direction codes increase anticlockwise on a screen. From a pixel reached in direction d, the walk moves on
+/// to the first set neighbour inside the image among the codes d-2, d-1, d... upward with `ascending`, or d+3, d+2,
+/// d+1... downward without. A start on the outer border is thus walked around anticlockwise on a screen with
+/// `ascending`, clockwise without; `is_counter_clockwise()` is `!ascending`. The walk ends as soon as it is about to
+/// repeat its first step, from the start pixel to the same pixel: passing through the start pixel elsewhere goes on, so
+/// that a figure of eight is walked whole.
+///
+/// `rot()` is the sum over all steps of x*dy - y*dx, with (x, y) the pixel before the step, the repetition of the first
+/// step included, plus one more such term: that of the last code at the pixel the first step leads to. It wraps around
+/// in 32 bits. On a 2 by 2 block at the origin, without `ascending`, the chain is 3, 1, 7, 5 and `rot()` is 1.
+///
+/// A start that is not on the outer border, such as one in the middle of a row of set pixels with others above, can
+/// lead into a walk that never repeats its first step. It ends with `std::length_error` ("vector<T> too long") as soon
+/// as that is certain. Where memory is short, `std::bad_alloc` is thrown.
+///
+/// `x`, `y` and `index` should lie inside the image: those outside its buffer find nothing, and padding is read like
+/// pixels.
+/// @{
+
+/// Starts near a position; mind the order, `y` comes before `x`. With `search`, the start is the first set pixel at or
+/// after (`x`, `y`) in raster order. Without, it is the left end of the run of set pixels in row `y` that (`x`, `y`)
+/// belongs to; where that pixel is 0 the result is empty. The walk begins in direction 2 with `ascending`, else 3.
+ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, int y, int x, bool search, bool ascending);
+
+/// Starts in one line: `from_left` and `from_right` scan row `index` from that side, `from_bottom` scans column `index`
+/// from its upper end and `from_top` from its lower end, deliberately against their names. The walk begins as in the
+/// search over the whole image. An unknown mode finds nothing.
+ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, int index, Find_Active_Pixel_Mode mode,
+                              bool ascending);
+
+/// Starts in the middle of the image and searches outwards, so that something in the middle is found first. With m
+/// half the number of rows (or columns), truncated: line m, then m-1, m+1, m-2, m+2... to 1, then line 0, then the last
+/// line if their number is even. The last line of an odd number is never searched.
+///
+/// | mode          | line                                   | direction with `ascending` | without |
+/// |---------------|----------------------------------------|----------------------------|---------|
+/// | `from_left`   | row, the first set pixel               | 2                          | 3       |
+/// | `from_right`  | row, a set pixel from the right        | 6                          | 7       |
+/// | `from_bottom` | column, the lowest set pixel           | 4                          | 1       |
+/// | `from_top`    | column, the uppermost set pixel        | 0                          | 1       |
+///
+/// `from_right` does not see every pixel. With k the `width` rounded down to a multiple of 16, it looks at the pixels
+/// from the last one down to column k + 1. From the next one, column k or the last column if that is k - 1, it skips 16
+/// pixels at a time while the 16 before it are 0, without looking at the pixels it stands on. Then it takes the first
+/// set pixel from there to the left.
+///
+/// The middle column is scanned over `width` rows instead of `height`: in an image wider than high, the caller must
+/// provide rows down to row `width` - 1, and a start pixel may be found there; in an image higher than wide the rows
+/// from `width` on are not searched in this column.
+///
+/// An unknown mode searches as `from_left` and throws `std::invalid_argument` ("unknown mode") if that finds a pixel.
+ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, Find_Active_Pixel_Mode mode, bool ascending);
+
+/// The same on plain buffers.
+ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
+                              unsigned int y, unsigned int x, bool search, bool ascending);
+ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
+                              unsigned int index, Find_Active_Pixel_Mode mode, bool ascending);
+ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
+                              Find_Active_Pixel_Mode mode, bool ascending);
+/// @}
+
+}  // namespace zeb
+
 // ---- convex hull and enclosing rectangle ----------------------------------------------------------------------------
 
 /// Convex hull of the pixels that a closed chain visits, by QuickHull (W. Eddy, 1977; A. Bykat, 1978) along the chain:
