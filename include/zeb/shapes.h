@@ -77,7 +77,8 @@ class ZEB_API Shape {
   int min_y() const;
   /// The rectangle of smallest area around the convex hull, see `vMER`: its corners, truncated toward zero, and the
   /// lengths of its longer and its shorter side in pixels. Sides are measured between pixel centres. For up to 8 steps
-  /// everything is zero. Neither pointer may be null.
+  /// everything is zero, and so it is for a line. The shape should be traced with `ascending`: the hull of a walk the
+  /// other way round is no hull. Neither pointer may be null.
   std::array<Point_<int>, 4> minimum_enclosing_rectangle(float* length, float* width) const;
   /// The signed sum that the tracer accumulated, see `find_next_shape`.
   int rot() const;
@@ -180,8 +181,9 @@ ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, uns
 // ---- convex hull and enclosing rectangle ----------------------------------------------------------------------------
 
 /// Convex hull of the pixels that a closed chain visits, by QuickHull (W. Eddy, 1977; A. Bykat, 1978) along the chain:
-/// only the points that lie between two hull points on the chain are searched for the farthest one, so the chain should
-/// be the outline of a connected set. Codes are masked with 7.
+/// only the points that lie between two hull points on the chain are searched for the farthest one. So the chain should
+/// be the outline of a connected set, walked anticlockwise on a screen, as the tracers do with `ascending`: of one
+/// walked clockwise little more than the leftmost and the rightmost point is found. Codes are masked with 7.
 ///
 /// `*hull_x` and `*hull_y` receive blocks of `*hull_count` coordinates, which the caller releases with
 /// `zeb::mem::aligned_free`. They begin at the leftmost point, the first of equals on the chain, and follow the chain.
@@ -197,7 +199,7 @@ ZEB_API void vConvexHull(const char* chain, int count, int** hull_x, int** hull_
 /// end before them. A hull of three points hence has no extent along its first edge, an area of 0, and keeps that edge.
 ///
 /// \param[out] xs,ys four corners, along the edge and back on the other side. They stay as they are where no edge gives
-///   an area below 1e15, as for two points; the lengths are set even then.
+///   an area below 1e15; the lengths are set even then, to 0 (less twice the margin) for fewer than three points.
 /// \param hull_x,hull_y `count` hull points in order
 /// \param margin by how much every side moves inward; a negative one counts as 0
 /// \param[out] length,width the longer and the shorter side
@@ -205,5 +207,6 @@ ZEB_API void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count
                        float* width);
 
 /// Minimum enclosing rectangle of a closed chain that begins at pixel (`x`, `y`): `vCalcRect` without margin on the
-/// hull of the chain. Where `count` is 8 or less, or memory is short, the corners and both lengths are 0.
+/// hull of the chain, which should run anticlockwise on a screen. Where `count` is 8 or less, or memory is short, the
+/// corners and both lengths are 0. The corners of a line stay as they are.
 ZEB_API void vMER(const char* chain, int count, int x, int y, float* xs, float* ys, float* length, float* width);
