@@ -210,3 +210,199 @@ ZEB_API void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count
 /// hull of the chain, which should run anticlockwise on a screen. Where `count` is 8 or less, or memory is short, the
 /// corners and both lengths are 0. The corners of a line stay as they are.
 ZEB_API void vMER(const char* chain, int count, int x, int y, float* xs, float* ys, float* length, float* width);
+
+// ---- rendering and growth -------------------------------------------------------------------------------------------
+
+namespace zeb {
+
+/// Paints the area of a shape: its outline and all that lies inside it, holes included. Pixels outside the outline keep
+/// their value. A shape without steps paints its start pixel, so an empty `Shape` paints (0, 0).
+///
+/// The bitmap's extents are not looked at: the shape must lie inside it. `shape.is_counter_clockwise()` must tell the
+/// truth about the chain, or the area is another one.
+///
+/// Throws `invalid_chain_code_element` for a code outside 0 to 7 and `std::bad_alloc` ("bad allocation") where there is
+/// no memory for a work image of the size of the shape's box; the bitmap is then untouched.
+ZEB_API void draw_filled_shape(Bitmap_<unsigned char>& bitmap, const Shape& shape, unsigned char value);
+
+/// The pixels of a chain as points, each moved by `offset`: the start pixel and the target of every step but the last,
+/// which in a closed chain leads back to the start. They replace what `contour` held. A shape of an isolated pixel has
+/// no steps and leaves an empty contour. A shape whose `empty()` is true appends its start point instead, without
+/// `offset`. Codes are masked with 7.
+ZEB_API void shape_to_contour(PointContainer<int>& contour, const Shape& shape, const Point_<int>& offset);
+
+namespace test {
+
+/// The reference form of `zeb::shape_to_contour`, which differs in one point: a shape whose `empty()` is true leaves an
+/// empty contour, too.
+ZEB_API void shape_to_contour(PointContainer<int>& contour, const Shape& shape, const Point_<int>& offset);
+
+}  // namespace test
+}  // namespace zeb
+
+/// As `zeb::draw_filled_shape`, on a plain buffer.
+ZEB_API void draw_filled_shape(unsigned char* data, int stride, const zeb::Shape& shape, unsigned char value);
+
+/// Fills the area of a closed chain with 250, or stamps a thick outline.
+///
+/// The walk begins at (`x`, `y`), which must lie inside the image, and stays inside: a step that would leave the image
+/// moves along the other axis alone. Codes are masked with 7.
+///
+/// A `mark` above 0 fills. The walk first marks each pixel it leaves: one of 0 becomes 250, any other keeps its value;
+/// then 1 is added for a step downward (codes 0 to 2) and 1 subtracted for a step that follows one upward (4 to 6),
+/// modulo 256. Then each row of the walk's extents is filled from the marks, 251 and up beginning a run and 241 to 249
+/// ending one. What the bitmap holds in the extents counts as marks, so it should be 0 there. The target of the last
+/// step is marked and counted in the extents only if the walk leaves it as well, as in a closed chain.
+///
+/// A `mark` of 0 and less stamps a square of 255, `1 - 2 * mark` pixels wide and clipped at the image, at each pixel
+/// the walk leaves, and fills nothing.
+///
+/// \param chain  `count` codes; where `count` is below 1 nothing happens
+ZEB_API void ShapeBM(unsigned char* bitmap, char* chain, int width, int stride, int height, int count, int x, int y,
+                     int mark);
+
+/// As `ShapeBM`, but the fill begins at the column of the leftmost pixel rounded down to a multiple of 16: what is not
+/// 0 there counts as marks too. A `count` of 0 goes on to fill the one pixel (`x`, `y`). `bitmap` and `stride` should
+/// be multiples of 16.
+ZEB_API void MMShapeBM(unsigned char* bitmap, char* chain, int width, int stride, int height, int count, int x, int y,
+                       int mark);
+
+/// Finds a shape, walks around it and fills it with 250, all in one.
+///
+/// The start is the first pixel of `src` that is not 0 in raster order from row `start_row` on (a negative one counts
+/// as 0). From there the walk follows the outer border anticlockwise on a screen, to the first set neighbour among the
+/// codes from d-2 upward, with d the direction of the last step and 1 at the start. It ends when it is about to leave
+/// the start pixel toward the same pixel as at first; unlike in `find_next_shape` this last step is in the chain, which
+/// thus ends by repeating its first code. The area is marked and filled in `dst` as by `ShapeBM`.
+///
+/// A start inside a shape, below its top, leaves a gap in the area above the start pixel. An isolated pixel gives a
+/// chain of the single code 0 and paints nothing.
+///
+/// \param[in,out] chain  the codes are appended; its capacity is reduced to its size
+/// \param src,dst        two images that do not overlap; `dst` must be 0 in the box of the shape
+/// \param[out] x,y       the start pixel
+/// \param[out] min_x,max_x,min_y,max_y  extents, inclusive; each may be null
+/// \return false where no pixel is set; nothing is written then
+ZEB_API bool vShapePlusBM(std::vector<char>& chain, const unsigned char* src, unsigned char* dst, int width, int stride,
+                          int height, int* x, int* y, int* min_x, int* max_x, int* min_y, int* max_y, int start_row);
+
+/// `vShapePlusBM` without its result; where no pixel is set nothing is written.
+ZEB_API void vShapePlusBM_Border(std::vector<char>& chain, const unsigned char* src, unsigned char* dst, int width,
+                                 int stride, int height, int* x, int* y, int* min_x, int* max_x, int* min_y, int* max_y,
+                                 int start_row);
+
+// ---- measures -------------------------------------------------------------------------------------------------------
+
+/// Signed area of a closed polygon, half the sum over all sides of `(x[i] - x[j]) * (y[i] + y[j])` with `j` the next
+/// corner. The products are formed in 32-bit integers, which wrap around, and summed up in `float`. (0,0), (1,0),
+/// (1,1), (0,1) gives 1, its reverse -1; an empty list 0.
+ZEB_API float fPolygonArea(int* xs, int* ys, int count);
+
+/// Sum of the lengths of all outlines in an image, as `vShapePlusBM` finds them one after the other, each wiped out
+/// with all that its outline encloses before the next one is sought.
+///
+/// A chain's length is 1 for each odd code and the square root of 2 for each even one, plus 2; the step that repeats
+/// the first one counts as well. An isolated pixel is not wiped out: it is found again and again, each time with a
+/// length of 2 plus the square root of 2, until 10000 shapes have been counted, at which the search always ends.
+///
+/// \param src  is not changed
+/// \param[out] count,min_length,max_length  number of shapes, the shortest and the longest of them; 0 without any. Each
+///   may be null.
+/// \return 0 and nothing written where memory is short
+ZEB_API float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, int* count, float* min_length,
+                                 float* max_length);
+
+/// Share of set pixels among the targets of a chain's steps. The start (`x`, `y`) counts only where a step leads to it.
+/// The chain must stay inside the image. Codes are masked with 7. A `count` of 0 gives a NaN.
+ZEB_API float fGetShapeOverlap(unsigned char* bitmap, int stride, char* chain, int count, int x, int y);
+
+/// Where a chain of codes 0 to 7 that begins at (`x`, `y`) ends.
+ZEB_API void vGetPos(char* chain, int count, int x, int y, int* end_x, int* end_y);
+
+/// Gradient along a chain that begins at (`x`, `y`) and is clipped at the image as in `ShapeBM`: for the pixel before
+/// each step the largest difference of grey values between a pixel of its 3 by 3 surroundings and that pixel's right or
+/// lower neighbour. Pixels of the last row and the last column are no such pixels, only such neighbours.
+///
+/// \param[out] out   `count` gradients, 0 to 255
+/// \param[out] mean  their mean; NaN for a `count` of 0
+ZEB_API void vShapeGetGrad(unsigned int* out, unsigned char* bitmap, char* chain, int width, int stride, int height,
+                           int count, int x, int y, float* mean);
+
+/// Distance of each point of a closed chain to those parts of the chain that are not close along it, a measure of local
+/// width. A distance is the Euclidean one plus 1; where no other point is considered it is `count`.
+///
+/// With a `skip` other than 0, all points are considered that are at least `skip` steps away in both directions. With
+/// 0, the first half of the chain after the point is searched upward, and the second half downward from the end; in
+/// each a point that is farther away than all before it is passed over.
+///
+/// The cost is quadratic in `count`.
+///
+/// \param[out] out   `count` distances, times `scale` and truncated; values that do not fit wrap around
+/// \param out_size   how many entries of `out` are cleared beforehand, no more: `out` needs room for `count` as well
+/// \param[out] min_distance,max_distance  extremes of the distances; the largest is the largest below `count` - 1. Both
+///   are 0 where `count` or `out_size` is below 1, in which case `out` is untouched.
+///
+/// Throws `std::bad_alloc` where memory is short.
+ZEB_API void vShapeKorrelation(unsigned int* out, char* chain, int count, int out_size, float scale, int skip,
+                               float* min_distance, float* max_distance);
+
+// ---- contour scan ---------------------------------------------------------------------------------------------------
+
+namespace zeb {
+
+/// Which contours a scan keeps; the scan itself is always complete.
+enum class ScanSuzukiMode : std::int32_t {
+  external_only = 0,  ///< those without a parent; the hierarchy becomes as many -1
+  outer_borders = 1,  ///< the outer borders of components; see `find_contours` for the hierarchy
+  all_borders = 2,    ///< outer borders and borders of holes, with the full hierarchy
+};
+
+/// Finds the borders of the components and of their holes by border following in a raster scan (S. Suzuki, K. Abe,
+/// "Topological structural analysis of digitized binary images by border following", 1985). A pixel is foreground where
+/// its value is odd: 255 is, 254 is not.
+///
+/// Each contour lists the border's pixels in the order of the walk, the start pixel first and not repeated at the end.
+/// A line one pixel wide is walked out and back. Components are 8-connected; outer borders run anticlockwise on a
+/// screen, borders of holes are followed on the pixels around the hole. The walk ends on coming back to the start pixel
+/// when its next step would be the first one again. Contours come in the order in which the scan meets them.
+///
+/// The search for the next pixel that is not background looks at 8 pixels and steps over 56, again and again, up to the
+/// last whole 64 columns of the image with a frame of one pixel around it, and continues pixel by pixel from the column
+/// that it has reached; in each row it begins at the left and anew behind each pixel it has come to. So images up to 61
+/// pixels wide are searched completely. In wider ones a component can be missed, or be met in its middle first, which
+/// can report the right end of a row of pixels as a hole.
+///
+/// \param[out] hierarchy  for each contour the index of its parent, -1 for one directly in the frame. A mode of
+///   `all_borders` or `external_only` replaces it. `outer_borders` appends, and the parents keep the numbers from
+///   before the borders of holes were dropped.
+/// \param[out] contours   is cleared first
+/// \param offset          is added to each point
+///
+/// Any other mode keeps all contours and leaves the hierarchy alone. Throws `std::bad_alloc` ("bad allocation") where
+/// there is no memory for the work image, two bytes per pixel. Border numbers are held in 16 bits: from the 32767th
+/// contour on they wrap around, which spoils the hierarchy, and now and then the walk. A walk that has become endless
+/// by it, from the 65535th contour on, ends in `std::length_error` ("vector<T> too long").
+ZEB_API void find_contours(std::vector<int>& hierarchy, std::vector<PointContainer<int>>& contours,
+                           const Bitmap_<unsigned char>& bitmap, const ScanSuzukiMode& mode, const Point_<int>& offset);
+/// The same without a hierarchy.
+ZEB_API void find_contours(std::vector<PointContainer<int>>& contours, const Bitmap_<unsigned char>& bitmap,
+                           const ScanSuzukiMode& mode, const Point_<int>& offset);
+
+/// The mean of a contour's points. Sums are formed in 32-bit integers. An empty contour gives NaNs.
+ZEB_API Point_<float> center(const PointContainer<int>& contour);
+
+namespace detail {
+
+/// The scan behind `find_contours`, on an image that is prepared already: 1 for foreground, 0 for background, and a
+/// frame of zeros one element wide. Foreground in the left or right column of the frame ends the process.
+///
+/// \param[in,out] image     is left with the number of a border on each of its pixels, negative where the right
+///   neighbour was found to be background
+/// \param[in,out] contours  is not cleared: `all_borders` appends to it, and the other modes count from its first
+/// element \param offset            is added to the position in `image`, frame included \param[in,out] hierarchy may be
+/// null
+ZEB_API void scan_suzuki(Bitmap_<short>& image, const ScanSuzukiMode& mode, std::vector<PointContainer<int>>& contours,
+                         const Point_<int>& offset, std::vector<int>* hierarchy);
+
+}  // namespace detail
+}  // namespace zeb
