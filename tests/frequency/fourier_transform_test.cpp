@@ -98,8 +98,12 @@ TEST(FourierTransform, AgreesWithTheDefinitionInEveryLayout) {
         // Columns 0 and 1 hold the first and the highest column frequency, real parts above imaginary parts.
         if (kx == 0 || 2 * kx == side) {
           const int column = kx == 0 ? 0 : 1;
-          if (2 * ky <= side) ASSERT_NEAR(f.real(), packed_real.at(ky, column), tolerance(side));
-          if (ky > 0 && 2 * ky < side) ASSERT_NEAR(f.imag(), packed_real.at(side - ky, column), tolerance(side));
+          if (2 * ky <= side) {
+            ASSERT_NEAR(f.real(), packed_real.at(ky, column), tolerance(side));
+          }
+          if (ky > 0 && 2 * ky < side) {
+            ASSERT_NEAR(f.imag(), packed_real.at(side - ky, column), tolerance(side));
+          }
         }
       }
   }
