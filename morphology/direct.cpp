@@ -38,7 +38,8 @@ class ByteElement {
 
 void operate(const Images& images, int radius, int operation, unsigned char threshold, bool rectangular) {
   const ByteElement bytes(radius, rectangular);
-  const Element element(radius, radius, [&bytes](int i) { return bytes.half_width(i); });
+  const Element element = rectangular ? Element::rectangle(radius, radius)
+                                      : Element(radius, radius, [&bytes](int i) { return bytes.half_width(i); });
   mark(images, Decisive::below_threshold(operation, threshold), element, {}, hit_value(operation));
 }
 
