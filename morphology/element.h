@@ -55,7 +55,8 @@ class Decisive {
   /// A bit for each decisive pixel of the 64 from `from` on, lowest bit first.
   std::uint64_t bits_of_64(const unsigned char* from) const {
     const auto up_to_limit = [this, from](int i) {
-      const __m128i mask = frame::at_most(frame::load(from + i), frame::splat(limit_));
+      const __m128i excess = _mm_subs_epu8(frame::load(from + i), frame::splat(limit_));
+      const __m128i mask = _mm_cmpeq_epi8(excess, _mm_setzero_si128());
       return std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(mask))} << i;
     };
     return (up_to_limit(0) | up_to_limit(16) | up_to_limit(32) | up_to_limit(48)) ^ (above_ ? ~std::uint64_t{0} : 0);

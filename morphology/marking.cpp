@@ -27,10 +27,28 @@ class DecisiveRow {
  public:
   DecisiveRow(const unsigned char* row, int width, Decisive decisive) : row_(row), width_(width), decisive_(decisive) {}
 
-  /// Columns `x` to `x + 63`; those outside the image give 0.
-  std::uint64_t word(std::int64_t x) const {
-    if (x >= 0 && x + word_bits <= width_) return decisive_.bits_of_64(row_ + x);
-    return bits(x) | bits(x + 16) << 16 | std::uint64_t{bits(x + 32) | bits(x + 48) << 16} << 32;
+  /// Writes the columns from `x` on as words of 64; those outside the image give 0. False where all are 0.
+  bool take(std::int64_t x, std::uint64_t* to, int words) const {
+    const auto limited = [words](std::int64_t i) { return static_cast<int>(std::clamp<std::int64_t>(i, 0, words)); };
+    const int first_inside = limited((word_bits - 1 - x) / word_bits);
+    const int end_inside = std::max(first_inside, limited((width_ - x) / word_bits));
+    // Copies, since the compiler takes it that writing bits may change the members.
+    const Decisive decisive = decisive_;
+    const unsigned char* const row = row_;
+    std::uint64_t any = 0;
+    const auto at_border = [&](int i) {
+      const std::int64_t at = x + std::int64_t{i} * word_bits;
+      to[i] = bits(at) | bits(at + 16) << 16 | std::uint64_t{bits(at + 32) | bits(at + 48) << 16} << 32;
+      any |= to[i];
+    };
+    for (int i = 0; i < first_inside; ++i) at_border(i);
+    for (int i = first_inside; i < end_inside; ++i) {
+      const std::uint64_t set = decisive.bits_of_64(row + (x + std::int64_t{i} * word_bits));
+      to[i] = set;
+      any |= set;
+    }
+    for (int i = end_inside; i < words; ++i) at_border(i);
+    return any != 0;
   }
 
   /// Columns `x` to `x + 15` in the same way.
@@ -69,19 +87,12 @@ class RowBits {
   explicit RowBits(int words) : words_(words) { std::memset(stages_, 0, sizeof(stages_)); }
 
   /// Takes the columns from `x`. False where no decisive pixel comes within `reach` of them.
-  bool take(const DecisiveRow row, std::int64_t x, std::int64_t reach) {
-    std::uint64_t any = 0;
-    std::uint64_t* to = current();
-    const int words = words_;  // the compiler cannot know that no bits are stored there
-    for (int i = 0; i < words; ++i) {
-      const std::uint64_t word = row.word(x + std::int64_t{i} * word_bits);
-      to[i] = word;
-      any |= word;
-    }
+  bool take(const DecisiveRow& row, std::int64_t x, std::int64_t reach) {
+    const bool any = row.take(x, current(), words_);
     half_width_ = 0;
     left_ = row.distance_left(x, reach);
     right_ = row.distance_right(x + std::int64_t{words_} * word_bits - 1, reach);
-    return any != 0 || left_ <= reach || right_ <= reach;
+    return any || left_ <= reach || right_ <= reach;
   }
 
   /// Dilates to `half_width` pixels on either side, which must not be less than before.
@@ -110,7 +121,8 @@ class RowBits {
     stage_ ^= 1;
     std::uint64_t* to = current();
     const __m128i there = _mm_cvtsi32_si128(step), back = _mm_cvtsi32_si128(word_bits - step);
-    for (int i = 0; i < words_; i += 2) {
+    const int words = words_;
+    for (int i = 0; i < words; i += 2) {
       const __m128i here = load_words(from + i);
       const __m128i to_right = _mm_or_si128(_mm_sll_epi64(here, there), _mm_srl_epi64(load_words(from + i - 1), back));
       const __m128i to_left = _mm_or_si128(_mm_srl_epi64(here, there), _mm_sll_epi64(load_words(from + i + 1), back));
