@@ -1,10 +1,10 @@
 #include <algorithm>
 
 #include "frame/scratch.h"
-#include "transforms/bilinear.h"
+#include "transforms/warping.h"
 #include "zeb/transforms.h"
 
-using namespace zeb::frame;
+using namespace zeb::warping;
 
 namespace {
 
@@ -19,7 +19,7 @@ void map_row_of_groups(unsigned char* dst, const unsigned char* src, int width, 
   const __m128i backgrounds = _mm_cvtps_epi32(_mm_set1_ps(background));
   for (std::ptrdiff_t x = 0; x < width; x += 4) {
     const FourCoordinates columns(_mm_loadu_ps(map_x + x), x_min, x_max);
-    store_four(dst + x, pixels_or_background<Offset>(src, stride, columns, rows, backgrounds));
+    store_four(dst + x, pixels_or_background<Offset, RoundToEven>(src, stride, columns, rows, backgrounds));
   }
 }
 
@@ -49,7 +49,7 @@ void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, i
                        int width, int height, int stride, int factor) {
   if (factor < 1 || factor > width / 10 || factor > height / 10) return;
   const std::int64_t r = factor / 2 + 1;
-  const Scratch<int> half_widths(r + 1);  // of the disk's rows, from its centre downward
+  const frame::Scratch<int> half_widths(r + 1);  // of the disk's rows, from its centre downward
   if (!half_widths) return;
   for (std::int64_t dy = 0, half = r; dy <= r; ++dy) {
     while (half * half + dy * dy > r * r) --half;
@@ -84,15 +84,26 @@ void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, i
 Image<unsigned char> downsampling(Bitmap_<unsigned char>& src, float factor) {
   detail::require(1.0f >= factor);
   Image<unsigned char> warped(src.width, src.stride, src.height, {src.pixel_size_x, src.pixel_size_y});
-  // A stride that is no multiple of 4 leaves bytes of the packed warp unwritten.
-  if (warped.stride % 4 != 0) std::fill(warped.begin(), warped.end(), static_cast<unsigned char>(0));
-  transform(warped, src, factor, 0.0f, 0.0f, 0.0f, 0);
-
+  detail::require(warped.stride == src.stride);
   const auto reduced = [factor](int length) { return zeb::frame::trunc(static_cast<float>(length) * factor); };
-  Image<unsigned char> result(reduced(src.width), reduced(src.stride), reduced(src.height),
+  const int width = reduced(src.width), height = reduced(src.height);
+
+  Target target = Target::packed(warped.data, src.width, src.stride, src.height);
+  if (target.pitch == src.stride) {
+    target.columns = std::min<std::ptrdiff_t>(width, src.width);
+    target.rows = std::min(height, src.height);
+  } else {
+    // The rows of the packed warp lie closer together than those of the result are read. What it leaves is 0.
+    std::fill(warped.begin(), warped.end(), static_cast<unsigned char>(0));
+  }
+  warp_image<PackedBilinearSampler>(target, src.data, src.width, src.stride, src.height,
+                                    Similarity<EstimatedDivision>(0, 0, 0, 0, 0, factor), 0);
+
+  Image<unsigned char> result(width, reduced(src.stride), height,
                               {src.pixel_size_x.value / factor, src.pixel_size_y.value / factor});
-  for (int y = 0; y < result.height; ++y)
-    for (int x = 0; x < result.width; ++x) result.at(y, x) = warped.at(y, x);
+  if (width < 1) return result;
+  detail::require(width <= warped.width);
+  for (int y = 0; y < height; ++y) std::copy_n(warped.row(y), width, result.row(y));
   return result;
 }
 
