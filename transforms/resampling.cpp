@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdlib>
 
 #include "frame/scratch.h"
 #include "transforms/warping.h"

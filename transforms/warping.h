@@ -10,12 +10,13 @@
 /// order an image is gone through.
 namespace zeb::warping {
 
+/// Where four pixels come from.
 struct FourPositions {
   __m128 x, y;
 };
 
-/// The warps work on strips of this many groups of four columns, so that the source pixels of a strip's
-/// successive rows stay in the first cache, and what depends on the column alone is computed once.
+/// The warps work on strips of this many groups of four columns, so that the source pixels of a strip's successive rows
+/// stay in the first cache, and what depends on the column alone is computed once.
 constexpr int strip_groups = 32;
 
 /// The columns of the group that begins at column `x`.
@@ -232,9 +233,9 @@ struct Target {
   }
 };
 
-/// The frame of the warps.
+/// Goes through the target in strips, in which successive rows need nearly the same source pixels.
 template <class Warp, class Sampler>
-void warp_strips(const Target& target, Warp warp, const Sampler& sampler, bool monotonic) {
+void warp_strips(const Target& target, Warp& warp, const Sampler& sampler, bool monotonic) {
   // Rows that overlap have to come one after the other.
   const int rows_at_once = std::abs(target.pitch) < target.columns ? 1 : target.rows;
   for (int top = 0; top < target.rows; top += rows_at_once)
@@ -250,7 +251,7 @@ void warp_strips(const Target& target, Warp warp, const Sampler& sampler, bool m
 
 /// Warps an image of `width` by `height` pixels, with the sampler for its size.
 template <template <class> class Sampler, class Warp>
-void warp_image(const Target& target, const unsigned char* src, int width, int stride, int height, const Warp& warp,
+void warp_image(const Target& target, const unsigned char* src, int width, int stride, int height, Warp warp,
                 unsigned char background) {
   if (width < 1 || height < 1) return;
   const bool monotonic = warp.is_monotonic(width, height);

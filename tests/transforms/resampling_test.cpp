@@ -89,9 +89,11 @@ TEST(MapData, LanesTakeTheOffsetsOfTheRowsBelow) {
   EXPECT_EQ(dst(2, 0), 2);
   zeb::map_data(dst.data(), src.data(), 3, 6, 1, exact_x.data(), exact_y.data(), 0, 1, 0, 4, 300);
   EXPECT_EQ(dst(2, 0), 44) << "300 loses its high bits behind the groups";
+  zeb::map_data(dst.data(), src.data(), 3, 6, 1, exact_x.data(), exact_y.data(), 0, 1, 0, 4, 0.51f);
+  EXPECT_EQ(dst(2, 0), 1) << "0.49 is added in single precision, which makes 1 of it";
   zeb::map_data(dst.data(), nullptr, -3, 6, 1, nullptr, nullptr, 0, 1, 0, 4, 0);
   zeb::map_data(dst.data(), nullptr, 3, 6, -1, nullptr, nullptr, 0, 1, 0, 4, 0);
-  EXPECT_EQ(dst(2, 0), 44);
+  EXPECT_EQ(dst(2, 0), 1);
 }
 
 TEST(MapData, BoundsMayLieAnywhereInALargerImage) {
