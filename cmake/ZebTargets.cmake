@@ -38,7 +38,8 @@ function(zeb_library target)
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
-    POSITION_INDEPENDENT_CODE ON)
+    POSITION_INDEPENDENT_CODE ON
+    INSTALL_RPATH "$ORIGIN")
   target_compile_features(${target} PUBLIC cxx_std_17)
   generate_export_header(${target}
     EXPORT_MACRO_NAME ${ARG_EXPORT_MACRO}
@@ -67,6 +68,7 @@ function(zeb_install_package)
   if(NOT BUILD_SHARED_LIBS)
     set(static_cflags " -DZEB_STATIC_DEFINE -DZEB_CORE_STATIC_DEFINE -DZEB_MATH_STATIC_DEFINE")
   endif()
+  file(RELATIVE_PATH up_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   configure_file(cmake/zeb.pc.in zeb.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/zeb.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()

@@ -15,7 +15,7 @@ namespace zeb {
 namespace {
 
 TEST(Memory, BlocksAreAlignedAndImpossibleSizesGiveNull) {
-  for (const std::size_t alignment : {16, 64, 256}) {
+  for (const std::size_t alignment : {16u, 64u, 256u}) {
     void* block = mem::aligned_alloc(5, alignment);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % std::max<std::size_t>(alignment, 64), 0u);
     std::memset(block, 1, 5 + 16);  // a packed store at the last byte stays inside
