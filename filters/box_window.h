@@ -35,8 +35,9 @@ struct Window {
     return static_cast<std::ptrdiff_t>(std::clamp<std::int64_t>(y, 0, height - 1)) * stride;
   }
 
-  /// Room for one element per stride column; a stride that wrapped around may be narrower than the image.
-  std::int64_t work_size() const { return std::max<std::int64_t>(stride, width); }
+  /// Room for one element per stride column. A stride that wrapped around may be narrower than the image, and the four
+  /// columns that every image gets may pass both.
+  std::int64_t work_size() const { return std::max({std::int64_t{stride}, std::int64_t{width}, std::int64_t{4}}); }
 
   /// Whether single precision holds every sum that occurs, those before the leaving column is subtracted included.
   bool float_sums_are_exact() const { return 255 * (area + std::int64_t{4} * rows) <= std::int64_t{1} << 24; }

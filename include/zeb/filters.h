@@ -108,7 +108,8 @@ ZEB_API int generic_filter(Mat<unsigned char>& dst, const Mat<unsigned char>& sr
 /// \param mode          0 for `hist_average` of the histogram, else `hist_width`
 /// \return 1, or 0 with nothing written: for an image smaller than the window, a null kernel, a negative half size or
 ///         lack of memory
-/// Weights are added in `float`, row by row. A sum that exceeds the applied weights is the caller's mistake.
+/// Weights are added in `float`, row by row. Where their sum exceeds the applied weights, a quantile that is never
+/// reached lies in bin 255.
 ZEB_API int iGenBMFilter(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                          const float* kernel, int half_width, int kernel_stride, int half_height, float lower_fraction,
                          float upper_fraction, int mode);

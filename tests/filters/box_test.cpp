@@ -137,7 +137,6 @@ TEST(Box, AllSixFormsOnAnyLayout) {
   std::mt19937 engine(1);
   for (int i = 0; i < 3000; ++i) {
     auto g = Geometry::random(engine, i % 3 == 0 ? 12 : 200, i % 50 == 0 ? 300 : 20);
-    g.stride = std::max(g.stride, 4);
     const auto kind = static_cast<Kind>(pick(engine, 0, 2));
     const double excluded[] = {0.0, 0.1, 0.9, 0.99, 1.0};
     Picture mask = Picture::random_binary(engine, g.width, g.stride, g.height, excluded[pick(engine, 0, 4)]);
@@ -153,7 +152,10 @@ TEST(Box, AllSixFormsOnAnyLayout) {
               pick(engine, 0, 3) == 0 ? pick(engine, -600, 600) : 128};
     Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
     Picture dst = Picture::random(engine, g.width, g.stride, g.height);
-    const Picture expected = call.expected(dst, src);
+    Picture expected = call.expected(dst, src);
+    // The first four columns of a narrow image may pass a tight stride into the next row, but not the last one's.
+    const std::ptrdiff_t size = std::ptrdiff_t{g.stride} * g.height;
+    std::copy_n(dst.data() + size, 4, expected.data() + size);
     call.run(dst, src);
     ASSERT_TRUE(same(expected, dst)) << g << ", kind " << static_cast<int>(kind) << (call.packed ? ", packed" : "")
                                      << (call.mask != nullptr ? ", masked" : "") << ", window " << call.filter_width
