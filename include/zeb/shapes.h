@@ -412,8 +412,7 @@ enum class ScanSuzukiMode : std::int32_t {
 ///
 /// Any other mode keeps all contours and leaves the hierarchy alone. Throws `std::bad_alloc` ("bad allocation") where
 /// there is no memory for the work image, two bytes per pixel. Border numbers are held in 16 bits: from the 32767th
-/// contour on they wrap around, which spoils the hierarchy, and now and then the walk. A walk that has become endless
-/// by it, from the 65535th contour on, ends in `std::length_error` ("vector<T> too long").
+/// contour on they wrap around, which spoils the hierarchy and, from the 65535th on, some contours.
 ZEB_API void find_contours(std::vector<int>& hierarchy, std::vector<PointContainer<int>>& contours,
                            const Bitmap_<unsigned char>& bitmap, const ScanSuzukiMode& mode, const Point_<int>& offset);
 /// The same without a hierarchy.
