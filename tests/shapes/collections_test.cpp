@@ -110,7 +110,7 @@ TEST(Collections, TakeTheOutermostComponentsInRasterOrder) {
     ASSERT_EQ(n, chosen.size());
     ASSERT_TRUE(same(plain.after.back(), p));
 
-    for (const std::uint64_t count : {0, 1, 2, 3, 5, 1000}) {
+    for (const std::uint64_t count : {0u, 1u, 2u, 3u, 5u, 1000u}) {
       p = scene;
       bitmap = p.bitmap();
       const std::size_t wiped = std::min<std::size_t>(count > 1 ? count - 1 : 0, all.size());
