@@ -1,0 +1,243 @@
+#include "morphology/marking.h"
+
+#include <cmath>
+#include <limits>
+
+/// The image is processed in tiles of bits, one a pixel. Each source row becomes a row of bits, 1 for a decisive pixel.
+/// It is dilated horizontally to the half-width of the element's outermost rows, then of the next ones, and so on to
+/// the centre, and each stage is added to the two rows of the result that lie so far above and below. A dilation by one
+/// more pixel takes a few operations for 128 pixels, whatever has been reached before.
+
+namespace zeb::morphology {
+namespace {
+
+using frame::load;
+using frame::store;
+
+constexpr int word_bits = 64;
+constexpr int tile_columns = 1024;   ///< at most, a multiple of 128
+constexpr int tile_bytes = 1 << 16;  ///< bits of the result: small enough for any stack and for a second-level cache
+constexpr std::int64_t nowhere = std::numeric_limits<std::int64_t>::max();
+
+__m128i load_words(const std::uint64_t* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+void store_words(std::uint64_t* to, __m128i words) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), words); }
+
+/// Decisive pixels of one image row as bits, lowest bit first.
+class DecisiveRow {
+ public:
+  DecisiveRow(const unsigned char* row, int width, Decisive decisive) : row_(row), width_(width), decisive_(decisive) {}
+
+  /// Columns `x` to `x + 15`; those outside the image give 0.
+  std::uint32_t bits(std::int64_t x) const {
+    if (x >= 0 && x + 16 <= width_) return static_cast<std::uint32_t>(_mm_movemask_epi8(decisive_(load(row_ + x))));
+    std::uint32_t set = 0;
+    for (std::int64_t k = std::max<std::int64_t>(0, -x); k < std::min<std::int64_t>(16, width_ - x); ++k)
+      set |= static_cast<std::uint32_t>(decisive_(row_[x + k])) << k;
+    return set;
+  }
+
+  /// Distance from `x` to the nearest decisive pixel to its left or right, itself excluded. What lies farther away than
+  /// `reach` may give its distance or `nowhere`.
+  std::int64_t distance_left(std::int64_t x, std::int64_t reach) const {
+    const std::int64_t farthest = std::max<std::int64_t>(0, x - reach);
+    for (std::int64_t end = std::min<std::int64_t>(x, width_); end > farthest; end -= 16)
+      if (const std::uint32_t set = bits(end - 16); set != 0) return x - (end - 16 + 31 - __builtin_clz(set));
+    return nowhere;
+  }
+  std::int64_t distance_right(std::int64_t x, std::int64_t reach) const {
+    const std::int64_t farthest = std::min<std::int64_t>(width_ - 1, x + reach);
+    for (std::int64_t begin = std::max<std::int64_t>(x + 1, 0); begin <= farthest; begin += 16)
+      if (const std::uint32_t set = bits(begin); set != 0) return begin + __builtin_ctz(set) - x;
+    return nowhere;
+  }
+
+ private:
+  const unsigned char* row_;
+  std::int64_t width_;
+  Decisive decisive_;
+};
+
+/// The part of a row of bits that belongs to a tile, while it is being dilated.
+class RowBits {
+ public:
+  explicit RowBits(int words) : words_(words) { std::memset(stages_, 0, sizeof(stages_)); }
+
+  /// Takes the columns from `x`. False where no decisive pixel comes within `reach` of them.
+  bool take(const DecisiveRow& row, std::int64_t x, std::int64_t reach) {
+    std::uint64_t any = 0;
+    std::uint64_t* to = current();
+    for (int i = 0; i < words_; ++i) {
+      const std::int64_t at = x + std::int64_t{i} * word_bits;
+      to[i] = row.bits(at) | row.bits(at + 16) << 16 | std::uint64_t{row.bits(at + 32) | row.bits(at + 48) << 16} << 32;
+      any |= to[i];
+    }
+    half_width_ = 0;
+    left_ = row.distance_left(x, reach);
+    right_ = row.distance_right(x + std::int64_t{words_} * word_bits - 1, reach);
+    return any != 0 || left_ <= reach || right_ <= reach;
+  }
+
+  /// Dilates to `half_width` pixels on either side, which must not be less than before.
+  void dilate_to(int half_width) {
+    while (half_width_ < half_width) {
+      // Each pixel has become a run of at least half_width_ + 1, even at the border, so that two copies of it, shifted
+      // by no more than its length, leave no gap.
+      const int step = std::min({half_width - half_width_, half_width_ + 1, word_bits - 1});
+      dilate_by(step);
+      half_width_ += step;
+      if (left_ <= half_width_) enter_left(half_width_ - left_);
+      if (right_ <= half_width_) enter_right(half_width_ - right_);
+    }
+  }
+  int half_width() const { return half_width_; }
+  const std::uint64_t* bits() const { return stages_[stage_] + guard; }
+
+ private:
+  static constexpr int guard = 2;  // words on either side that stay 0
+  static constexpr int capacity = tile_columns / word_bits + 2 * guard;
+
+  std::uint64_t* current() { return stages_[stage_] + guard; }
+
+  void dilate_by(int step) {
+    const std::uint64_t* from = current();
+    stage_ ^= 1;
+    std::uint64_t* to = current();
+    const __m128i there = _mm_cvtsi32_si128(step), back = _mm_cvtsi32_si128(word_bits - step);
+    for (int i = 0; i < words_; i += 2) {
+      const __m128i here = load_words(from + i);
+      const __m128i to_right = _mm_or_si128(_mm_sll_epi64(here, there), _mm_srl_epi64(load_words(from + i - 1), back));
+      const __m128i to_left = _mm_or_si128(_mm_srl_epi64(here, there), _mm_sll_epi64(load_words(from + i + 1), back));
+      store_words(to + i, _mm_or_si128(here, _mm_or_si128(to_right, to_left)));
+    }
+  }
+
+  /// Lets the run of the nearest pixel outside the tile in, up to `last` columns behind the border. All but the columns
+  /// of the last step, at most 63, are there already.
+  void enter_left(std::int64_t last) {
+    const std::int64_t word = last / word_bits;
+    if (word < words_) current()[word] |= ~std::uint64_t{0} >> (word_bits - 1 - last % word_bits);
+    if (word > 0 && word <= words_) current()[word - 1] = ~std::uint64_t{0};
+  }
+  void enter_right(std::int64_t last) {
+    const std::int64_t word = words_ - 1 - last / word_bits;
+    if (word >= 0) current()[word] |= ~std::uint64_t{0} << (word_bits - 1 - last % word_bits);
+    if (word >= -1 && word < words_ - 1) current()[word + 1] = ~std::uint64_t{0};
+  }
+
+  int words_;
+  int half_width_ = 0;
+  int stage_ = 0;
+  std::int64_t left_ = nowhere, right_ = nowhere;  // the nearest decisive pixels outside, as distances from the tile
+  alignas(16) std::uint64_t stages_[2][capacity];
+};
+
+class Marking {
+ public:
+  Marking(const Images& images, Decisive decisive, const Element& element, Point_<int> offset, unsigned char hit)
+      : images_(images),
+        decisive_(decisive),
+        element_(element),
+        offset_x_(offset.x),
+        offset_y_(offset.y),
+        hit_(hit),
+        columns_(std::min(tile_columns, static_cast<int>(((std::int64_t{images.width} + 127) & -128)))),
+        words_(columns_ / word_bits),
+        rows_(tile_bytes / (columns_ / 8)),
+        reach_(std::min<std::int64_t>(element.reach(), images.width + std::abs(offset_x_))) {}
+
+  void run() {
+    for (top_ = 0; top_ < images_.height; top_ += rows_) {
+      bottom_ = std::min<std::int64_t>(top_ + rows_, images_.height) - 1;
+      for (left_ = 0; left_ < images_.width; left_ += columns_) {
+        std::memset(marks_, 0, static_cast<std::size_t>(bottom_ - top_ + 1) * static_cast<std::size_t>(words_) * 8);
+        collect();
+        write();
+      }
+    }
+  }
+
+ private:
+  std::uint64_t* marks(std::int64_t y) { return marks_ + (y - top_) * words_; }
+
+  void collect() {
+    const std::int64_t first = std::max<std::int64_t>(0, top_ - offset_y_ - element_.radius());
+    const std::int64_t last = std::min<std::int64_t>(images_.height - 1, bottom_ - offset_y_ + element_.radius());
+    RowBits bits(words_);
+    for (std::int64_t y = first; y <= last; ++y) {
+      const DecisiveRow row(images_.src + images_.row(y), images_.width, decisive_);
+      if (bits.take(row, left_ - offset_x_, reach_)) add(row, bits, y + offset_y_);
+    }
+  }
+
+  /// Adds the rows of the elements whose centres are the decisive pixels of `row`, moved to row `centre`.
+  void add(const DecisiveRow& row, RowBits& bits, std::int64_t centre) {
+    const std::int64_t farthest = std::max(std::abs(centre - top_), std::abs(bottom_ - centre));
+    const std::int64_t nearest = std::max<std::int64_t>({0, top_ - centre, centre - bottom_});
+    for (std::int64_t i = std::min<std::int64_t>(farthest, element_.radius()); i >= nearest; --i) {
+      const int half_width = static_cast<int>(std::min<std::int64_t>(element_.half_width(static_cast<int>(i)), reach_));
+      // Half-widths grow toward the centre, but for those beyond what a scattered ellipse can hold.
+      if (half_width < bits.half_width()) bits.take(row, left_ - offset_x_, reach_);
+      bits.dilate_to(half_width);
+      if (centre - i >= top_ && centre - i <= bottom_) unite(marks(centre - i), bits.bits());
+      if (i != 0 && centre + i >= top_ && centre + i <= bottom_) unite(marks(centre + i), bits.bits());
+    }
+  }
+
+  void unite(std::uint64_t* to, const std::uint64_t* bits) const {
+    for (int i = 0; i < words_; i += 2) store_words(to + i, _mm_or_si128(load_words(to + i), load_words(bits + i)));
+  }
+
+  void write() {
+    const int columns = static_cast<int>(std::min<std::int64_t>(columns_, images_.width - left_));
+    for (std::int64_t y = top_; y <= bottom_; ++y) {
+      unsigned char* to = images_.dst + images_.row(y) + left_;
+      const auto* from = reinterpret_cast<const unsigned char*>(marks(y));
+      int x = 0;
+      for (; x + 16 <= columns; x += 16) store(to + x, pixels(from + x / 8));
+      if (x < columns) {
+        unsigned char rest[16];
+        store(rest, pixels(from + x / 8));
+        std::memcpy(to + x, rest, static_cast<std::size_t>(columns - x));
+      }
+    }
+  }
+
+  /// 16 pixels from their bits.
+  __m128i pixels(const unsigned char* bits) const {
+    std::uint16_t word;
+    std::memcpy(&word, bits, sizeof(word));
+    const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+    const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
+    const __m128i set =
+        _mm_and_si128(_mm_shuffle_epi8(_mm_cvtsi32_si128(word), first_byte_8_times_then_second), bit_of_lane);
+    return _mm_cmpeq_epi8(set, hit_ != 0 ? bit_of_lane : _mm_setzero_si128());
+  }
+
+  const Images& images_;
+  const Decisive decisive_;
+  const Element& element_;
+  const std::int64_t offset_x_, offset_y_;
+  const unsigned char hit_;
+  const int columns_, words_, rows_;  // of a whole tile
+  const std::int64_t reach_;          // of the element, cut to what can matter
+  std::int64_t left_ = 0, top_ = 0, bottom_ = 0;
+  alignas(16) std::uint64_t marks_[tile_bytes / 8];
+};
+
+}  // namespace
+
+int disk_half_width(int radius, int i) {
+  const auto fits = [square = std::int64_t{radius} * radius - std::int64_t{i} * i](std::int64_t t) {
+    return t * t <= square;
+  };
+  auto t = static_cast<std::int64_t>(std::sqrt(static_cast<double>(radius) * radius - static_cast<double>(i) * i));
+  while (!fits(t)) --t;
+  while (fits(t + 1)) ++t;
+  return static_cast<int>(t);
+}
+
+void mark(const Images& images, Decisive decisive, const Element& element, Point_<int> offset, unsigned char hit) {
+  if (!images.empty()) Marking(images, decisive, element, offset, hit).run();
+}
+
+}  // namespace zeb::morphology
