@@ -1,0 +1,102 @@
+#pragma once
+
+#include <tmmintrin.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "shapes/directions.h"
+
+/// What the walks around a component share.
+namespace zeb::shapes {
+
+/// The image that is searched and walked over.
+class Source {
+ public:
+  Source(const unsigned char* data, unsigned width, unsigned stride, unsigned height)
+      : data_(data),
+        width_(static_cast<int>(width)),
+        height_(static_cast<int>(height)),
+        stride_(static_cast<int>(stride)),
+        inner_width_(static_cast<unsigned>(std::max(width_ - 3, 0))),
+        inner_height_(static_cast<unsigned>(std::max(height_ - 2, 0))) {}
+
+  int width() const { return width_; }
+  int height() const { return height_; }
+  std::ptrdiff_t stride() const { return stride_; }
+  bool empty() const { return width_ <= 0 || height_ <= 0; }
+  bool has_row(unsigned y) const { return !empty() && y < static_cast<unsigned>(height_); }
+  /// Padding counts as well: what it holds is found like any pixel.
+  bool has_column(unsigned x) const { return !empty() && x < std::max<std::ptrdiff_t>(width_, stride_); }
+  const unsigned char* row(int y) const { return data_ + y * stride_; }
+
+  /// The neighbours of pixel (`x`, `y`), which lies at `pixel`: bit `c` tells whether the one that code `c` leads to is
+  /// inside the image and set.
+  unsigned neighbours(const unsigned char* pixel, int x, int y) const {
+    // Four bytes a row are read where three are asked for, so one more column has to be inside.
+    const bool inside = static_cast<unsigned>(x - 1) < inner_width_ && static_cast<unsigned>(y - 1) < inner_height_;
+    return inside ? inner_neighbours(pixel) : border_neighbours(x, y);
+  }
+
+ private:
+  unsigned inner_neighbours(const unsigned char* pixel) const {
+    const auto four = [](const unsigned char* from) {
+      std::int32_t bytes = 0;
+      std::memcpy(&bytes, from, sizeof bytes);
+      return _mm_cvtsi32_si128(bytes);
+    };
+    const __m128i above_and_beside = _mm_unpacklo_epi32(four(pixel - stride_ - 1), four(pixel - 1));
+    const __m128i around = _mm_unpacklo_epi64(above_and_beside, four(pixel + stride_ - 1));
+    const __m128i by_code =
+        _mm_shuffle_epi8(around, _mm_setr_epi8(8, 9, 10, 6, 2, 1, 0, 4, -1, -1, -1, -1, -1, -1, -1, -1));
+    const int unset = _mm_movemask_epi8(_mm_cmpeq_epi8(by_code, _mm_setzero_si128()));
+    return static_cast<unsigned>(~unset) & 0xFF;
+  }
+
+  unsigned border_neighbours(int x, int y) const {
+    unsigned found = 0;
+    for (unsigned code = 0; code < 8; ++code) {
+      const int nx = x + dx[code], ny = y + dy[code];
+      if (nx >= 0 && nx < width_ && ny >= 0 && ny < height_ && row(ny)[nx] != 0) found |= 1u << code;
+    }
+    return found;
+  }
+
+  const unsigned char* data_;
+  int width_, height_;
+  std::ptrdiff_t stride_;
+  unsigned inner_width_, inner_height_;
+};
+
+/// The first set neighbour in the order of trial: from two codes behind direction `d` upward, or from three codes ahead
+/// of it downward. The orders are no mirror images of each other.
+inline int next_code(unsigned neighbours, int d, bool ascending) {
+  const unsigned turned = static_cast<unsigned>(ascending ? d - 2 : d + 4) & 7;
+  const unsigned ordered = (neighbours * 0x101u >> turned) & 0xFF;
+  const int k = ascending ? __builtin_ctz(ordered) : 31 - __builtin_clz(ordered);
+  return (static_cast<int>(turned) + k) & 7;
+}
+
+/// Recognises by R. Brent's method (1980) that a walk goes in circles: its state is compared with one kept from an
+/// earlier step, which is renewed after 1, 2, 4, 8... steps.
+class EndlessWalkCheck {
+ public:
+  bool repeats(int x, int y, int d) {
+    if (d == d_ && x == x_ && y == y_) return true;
+    if (--steps_left_ == 0) {
+      x_ = x;
+      y_ = y;
+      d_ = d;
+      steps_left_ = period_ *= 2;
+    }
+    return false;
+  }
+
+ private:
+  int x_ = 0, y_ = 0, d_ = -1;
+  std::int64_t period_ = 1, steps_left_ = 1;
+};
+
+}  // namespace zeb::shapes
