@@ -1,0 +1,140 @@
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/rounding.h"
+
+/// Bilinear sampling, one position and four positions at a time. A position whose whole part lies outside the bounds
+/// takes the background; that includes NaN, infinities and everything that no integer holds.
+namespace zeb::frame {
+
+/// Whole parts that count as inside: `x_min <= x < x_max`, `y_min <= y < y_max`. The pixels to the right and below are
+/// read as well.
+struct SampleBounds {
+  int x_min, x_max, y_min, y_max;
+
+  /// All positions between four pixels of an image. A position on the last column or row is outside.
+  static SampleBounds of_image(int width, int height) { return {0, width - 1, 0, height - 1}; }
+};
+
+/// The weighted sum of the four pixels around a position, or `background`. The two products of the upper row may be
+/// added in either order.
+inline float sample_bilinear(const unsigned char* src, int stride, float x, float y, const SampleBounds& bounds,
+                             float background) {
+  const float left = std::floor(x), top = std::floor(y);
+  const int column = zeb::frame::trunc(left), row = zeb::frame::trunc(top);
+  if (column < bounds.x_min || column >= bounds.x_max || row < bounds.y_min || row >= bounds.y_max) return background;
+  const float fx = x - left, fy = y - top;
+  const unsigned char* upper = src + (std::ptrdiff_t{row} * stride + column);
+  const unsigned char* lower = upper + stride;
+  return static_cast<float>(upper[0]) * ((1.0f - fx) * (1.0f - fy)) +
+         static_cast<float>(upper[1]) * (fx * (1.0f - fy)) + static_cast<float>(lower[0]) * ((1.0f - fx) * fy) +
+         static_cast<float>(lower[1]) * (fx * fy);
+}
+
+/// One coordinate of four positions: the whole parts, 0 where outside, so that reading there stays in the image.
+struct FourCoordinates {
+  __m128i whole, inside;
+  __m128 fraction;
+
+  FourCoordinates(__m128 position, __m128i lowest, __m128i end) {
+    const __m128 floor = _mm_floor_ps(position);
+    const __m128i integer = _mm_cvttps_epi32(floor);
+    inside = _mm_andnot_si128(_mm_cmplt_epi32(integer, lowest), _mm_cmplt_epi32(integer, end));
+    whole = _mm_and_si128(integer, inside);
+    fraction = position - floor;
+  }
+
+  /// Positions that are known to lie inside the bounds of an image, hence not to be negative.
+  static FourCoordinates known_inside(__m128 position) {
+    const __m128i integer = _mm_cvttps_epi32(position);
+    return {integer, _mm_set1_epi32(-1), position - _mm_cvtepi32_ps(integer)};
+  }
+
+ private:
+  FourCoordinates(__m128i whole_, __m128i inside_, __m128 fraction_)
+      : whole(whole_), inside(inside_), fraction(fraction_) {}
+};
+
+/// Whether the elements of an image can be told by offsets of 32 bits that 16-bit products form.
+inline bool has_small_offsets(int width, int stride, int height) {
+  return width <= INT16_MAX && height <= INT16_MAX && -INT16_MAX <= stride && stride <= INT16_MAX;
+}
+
+/// The offsets of four pixels from an image's first one, for images that have small ones and for all.
+inline void four_offsets(std::int32_t* offsets, __m128i columns, __m128i rows, int stride) {
+  const __m128i pairs = _mm_or_si128(rows, _mm_slli_epi32(columns, 16));
+  const __m128i factors = _mm_set1_epi32((1 << 16) | (stride & 0xFFFF));
+  _mm_store_si128(reinterpret_cast<__m128i*>(offsets), _mm_madd_epi16(pairs, factors));
+}
+inline void four_offsets(std::int64_t* offsets, __m128i columns, __m128i rows, int stride) {
+  const __m128i strides = _mm_set1_epi32(stride);
+  const __m128i first = _mm_mul_epi32(_mm_unpacklo_epi32(rows, rows), strides);
+  const __m128i last = _mm_mul_epi32(_mm_unpackhi_epi32(rows, rows), strides);
+  _mm_store_si128(reinterpret_cast<__m128i*>(offsets), _mm_add_epi64(first, _mm_cvtepi32_epi64(columns)));
+  _mm_store_si128(reinterpret_cast<__m128i*>(offsets + 2),
+                  _mm_add_epi64(last, _mm_cvtepi32_epi64(_mm_unpackhi_epi64(columns, columns))));
+}
+
+/// A pixel and its right neighbour. Nothing wider may be loaded: they may be the last two of the image.
+inline int two_pixels(const unsigned char* from) {
+  std::uint16_t pair;
+  std::memcpy(&pair, from, sizeof(pair));
+  return pair;
+}
+
+/// Four sums of `sample_bilinear`; what it gives for a lane that is not inside in both coordinates is to be discarded.
+/// One lane at least must be inside, since only then is there a second row and column to read.
+template <class Offset>
+inline __m128 sample_four(const unsigned char* src, int stride, const FourCoordinates& x, const FourCoordinates& y) {
+  alignas(16) Offset offsets[4];
+  four_offsets(offsets, x.whole, y.whole, stride);
+  const unsigned char* const below = src + stride;
+  __m128i pairs = _mm_cvtsi32_si128(two_pixels(src + offsets[0]));
+  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[1]), 1);
+  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[2]), 2);
+  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[3]), 3);
+  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[0]), 4);
+  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[1]), 5);
+  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[2]), 6);
+  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[3]), 7);
+
+  const __m128i upper = _mm_unpacklo_epi16(pairs, _mm_setzero_si128());
+  const __m128i lower = _mm_unpackhi_epi16(pairs, _mm_setzero_si128());
+  const __m128i low_byte = _mm_set1_epi32(0xFF);
+  const __m128 one = _mm_set1_ps(1.0f);
+  const __m128 right = x.fraction, left = one - right, bottom = y.fraction, top = one - bottom;
+  return _mm_cvtepi32_ps(_mm_and_si128(upper, low_byte)) * (left * top) +
+         _mm_cvtepi32_ps(_mm_srli_epi32(upper, 8)) * (right * top) +
+         _mm_cvtepi32_ps(_mm_and_si128(lower, low_byte)) * (left * bottom) +
+         _mm_cvtepi32_ps(_mm_srli_epi32(lower, 8)) * (right * bottom);
+}
+
+/// Four 32-bit values, saturated to 0..255, as four bytes.
+inline std::int32_t four_bytes(__m128i values) {
+  const __m128i words = _mm_packs_epi32(values, values);
+  return _mm_cvtsi128_si32(_mm_packus_epi16(words, words));
+}
+
+inline void store_four(unsigned char* to, std::int32_t bytes) { std::memcpy(to, &bytes, sizeof(bytes)); }
+
+/// Four pixels, rounded to nearest, ties to even, with the rounded `backgrounds` in the lanes outside.
+template <class Offset>
+inline std::int32_t pixels_or_background(const unsigned char* src, int stride, const FourCoordinates& x,
+                                         const FourCoordinates& y, __m128i backgrounds) {
+  const __m128i inside = _mm_and_si128(x.inside, y.inside);
+  if (_mm_movemask_epi8(inside) == 0) return four_bytes(backgrounds);
+  const __m128 sums = sample_four<Offset>(src, stride, x, y);
+  return four_bytes(_mm_blendv_epi8(backgrounds, _mm_cvtps_epi32(sums), inside));
+}
+
+/// The packed forms begin the rows of their destination at multiples of 4: a stride that is no multiple of 4 lays them
+/// closer together than the source's.
+inline std::ptrdiff_t packed_pitch(int stride) { return stride & ~3; }
+
+}  // namespace zeb::frame
