@@ -52,26 +52,38 @@ Peak first_peak(const VerticalSteps& steps, int x, float threshold) {
   return peak;
 }
 
-/// The last step that reaches the threshold and all others, in eight columns from `x`.
-void last_peaks(const VerticalSteps& steps, int x, float threshold, Peak* peaks) {
-  // Steps are integers, so one that is not below the threshold is not below its ceiling. Above all steps there is
-  // nothing to find; below all of them, and for a NaN, the first step takes over.
-  const float limited = std::min(256.0f, threshold > -256.0f ? ceilf(threshold) : -256.0f);
-  __m128i highest = _mm_set1_epi16(static_cast<short>(zeb::frame::trunc(limited)));
-  __m128i rows_low = _mm_set1_epi32(Peak::no_row), rows_high = rows_low;
-  for (int y = 1; y <= steps.height - 2; ++y) {
-    const __m128i d = steps.words_at(x, y), below = _mm_cmpgt_epi16(highest, d), row = _mm_set1_epi32(y);
-    highest = _mm_max_epi16(highest, d);
-    rows_low = _mm_blendv_epi8(row, rows_low, _mm_unpacklo_epi16(below, below));
-    rows_high = _mm_blendv_epi8(row, rows_high, _mm_unpackhi_epi16(below, below));
+/// The last step that reaches the threshold and all others, for each of a strip of columns, a multiple of 8. Row by
+/// row, so that the image is read in its order.
+class LastPeaks {
+ public:
+  static constexpr int strip = 256;
+
+  LastPeaks(const VerticalSteps& steps, int x, int columns, float threshold) {
+    // Steps are integers, so one that is not below the threshold is not below its ceiling. Above all steps there is
+    // nothing to find; below all of them, and for a NaN, the first step takes over.
+    const float limited = std::min(256.0f, threshold > -256.0f ? ceilf(threshold) : -256.0f);
+    std::fill_n(heights_, columns, static_cast<short>(zeb::frame::trunc(limited)));
+    std::fill_n(rows_, columns, Peak::no_row);
+    for (int y = 1; y <= steps.height - 2; ++y)
+      for (int column = 0; column < columns; column += 8) take(column, steps.words_at(x + column, y), y);
   }
-  alignas(16) short heights[8];
-  alignas(16) int rows[8];
-  _mm_store_si128(reinterpret_cast<__m128i*>(heights), highest);
-  _mm_store_si128(reinterpret_cast<__m128i*>(rows), rows_low);
-  _mm_store_si128(reinterpret_cast<__m128i*>(rows + 4), rows_high);
-  for (int lane = 0; lane < 8; ++lane) peaks[lane] = {static_cast<float>(heights[lane]), rows[lane]};
-}
+
+  Peak operator[](int column) const { return {static_cast<float>(heights_[column]), rows_[column]}; }
+
+ private:
+  void take(int column, __m128i d, int y) {
+    auto* heights = reinterpret_cast<__m128i*>(heights_ + column);
+    auto* rows = reinterpret_cast<__m128i*>(rows_ + column);
+    const __m128i highest = _mm_load_si128(heights), below = _mm_cmpgt_epi16(highest, d), row = _mm_set1_epi32(y);
+    if (_mm_movemask_epi8(below) == 0xFFFF) return;
+    _mm_store_si128(heights, _mm_max_epi16(highest, d));
+    _mm_store_si128(rows, _mm_blendv_epi8(row, _mm_load_si128(rows), _mm_unpacklo_epi16(below, below)));
+    _mm_store_si128(rows + 1, _mm_blendv_epi8(row, _mm_load_si128(rows + 1), _mm_unpackhi_epi16(below, below)));
+  }
+
+  alignas(16) short heights_[strip];
+  alignas(16) int rows_[strip];
+};
 
 /// The centre of gravity of the steps around a peak that are at least half as high.
 float refined(const VerticalSteps& steps, int x, Peak peak) {
@@ -94,10 +106,10 @@ void GetEdgeFineRes(float* positions, unsigned char* bitmap, int width, int stri
                     float threshold) {
   const VerticalSteps steps{bitmap, stride, height, falling != 0};
   const int whole = width < 1 ? 0 : width & ~15;
-  for (int x = 0; x < whole; x += 8) {
-    Peak peaks[8];
-    last_peaks(steps, x, threshold, peaks);
-    for (int lane = 0; lane < 8; ++lane) positions[x + lane] = refined(steps, x + lane, peaks[lane]);
+  for (int x = 0; x < whole; x += LastPeaks::strip) {
+    const int columns = std::min(LastPeaks::strip, whole - x);
+    const LastPeaks peaks(steps, x, columns, threshold);
+    for (int i = 0; i < columns; ++i) positions[x + i] = refined(steps, x + i, peaks[i]);
   }
   for (int x = whole; x < width; ++x) positions[x] = refined(steps, x, first_peak(steps, x, threshold));
 }

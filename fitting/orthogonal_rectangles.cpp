@@ -1,7 +1,7 @@
-#include <algorithm>
 #include <cmath>
 
 #include "fitting/thresholded.h"
+#include "frame/packed.h"
 #include "frame/rounding.h"
 #include "zeb/fitting.h"
 #include "zeb/statistics.h"
@@ -21,6 +21,10 @@ bool column_is_set(const Mat<unsigned char>& image, int x) {
 
 bool row_is_set(const Mat<unsigned char>& image, int y) { return is_set(image.row(y), image.width, image.stride, 1); }
 
+bool any_set(const unsigned char* group) {
+  return _mm_testz_si128(zeb::frame::load(group), zeb::frame::load(group)) == 0;
+}
+
 /// The first and the last column with a pixel that is not 0: `width` and -1 without one.
 struct ColumnRange {
   int first, last;
@@ -28,9 +32,14 @@ struct ColumnRange {
   explicit ColumnRange(const Mat<unsigned char>& image) : first(image.width), last(-1) {
     for (int y = 0; y < image.height; ++y) {
       const unsigned char* row = image.row(y);
-      first = static_cast<int>(std::find_if(row, row + first, [](unsigned char p) { return p != 0; }) - row);
-      for (int x = image.width - 1; x > last; --x)
-        if (row[x] != 0) last = x;
+      int x = 0;
+      while (x + 16 <= first && !any_set(row + x)) x += 16;
+      while (x < first && row[x] == 0) ++x;
+      first = x;
+      x = image.width - 1;
+      while (x - 16 >= last && !any_set(row + x - 15)) x -= 16;
+      while (x > last && row[x] == 0) --x;
+      last = x;
     }
   }
 };

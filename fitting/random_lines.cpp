@@ -45,9 +45,10 @@ class EdgePoints {
 
   /// Whether a point lies nearer than the spacing in city-block distance.
   bool any_near(int px, int py) const {
-    for (int cy = -1; cy <= 1; ++cy)
-      for (int cx = -1; cx <= 1; ++cx)
-        for (int i = newest_[cell(py + cy * spacing_)][cell(px + cx * spacing_)]; i != no_point; i = next_[i])
+    const unsigned row = cell(py), column = cell(px);
+    for (unsigned y_cell : {row + cells - 1, row, row + 1})
+      for (unsigned x_cell : {column + cells - 1, column, column + 1})
+        for (int i = newest_[y_cell % cells][x_cell % cells]; i != no_point; i = next_[i])
           if (std::abs(px - x[i]) + std::abs(py - y[i]) < spacing_) return true;
     return false;
   }
@@ -57,7 +58,7 @@ class EdgePoints {
   int count = 0;
 
  private:
-  static constexpr int cells = 64;
+  static constexpr unsigned cells = 64;
   static constexpr std::int16_t no_point = -1;
 
   unsigned cell(int coordinate) const { return static_cast<unsigned>(coordinate / spacing_) % cells; }
@@ -86,17 +87,43 @@ bool move_to_active(const Bitmap& bitmap, int& col, int& row, bool forwards) {
   return false;
 }
 
+/// A position that an attempt drew.
+struct Draw {
+  int col, row;
+  bool forwards;
+};
+
+/// The draws of `count` attempts from `attempt` on that stay clear of the border; the number of them. What is drawn
+/// does not depend on the image, so its blocks can be fetched ahead.
+int draw_positions(Draw* draws, int attempt, int count, const Bitmap& bitmap, int spacing) {
+  int kept = 0;
+  for (const int end = attempt + count; attempt < end; ++attempt) {
+    const int row = rand() % bitmap.height;
+    // The margin at the bottom is one row larger. A rejected row draws no column.
+    if (row < spacing || row >= bitmap.height - spacing - 1) continue;
+    const int col = rand() % bitmap.width;
+    if (col < spacing || col >= bitmap.width - spacing) continue;
+    for (int dy = -block_radius; dy <= block_radius; ++dy)
+      _mm_prefetch(reinterpret_cast<const char*>(bitmap.at(col, row + dy)), _MM_HINT_T0);
+    draws[kept++] = {col, row, attempt % 2 == 1};
+  }
+  return kept;
+}
+
 void sample_edge_points(EdgePoints& points, const Bitmap& bitmap, int spacing) {
   const auto attempts = static_cast<std::int32_t>(zeb::fitting::mean_side(bitmap.width, bitmap.height) * 64u);
   srand(1125525848);
-  for (int attempt = 0; attempt < attempts && points.count < sample_capacity; ++attempt) {
-    int row = rand() % bitmap.height;
-    // The margin at the bottom is one row larger. A rejected row draws no column.
-    if (row < spacing || row >= bitmap.height - spacing - 1) continue;
-    int col = rand() % bitmap.width;
-    if (col < spacing || col >= bitmap.width - spacing) continue;
-    if (points.any_near(col, row)) continue;
-    if (move_to_active(bitmap, col, row, attempt % 2 == 1)) points.add(col, row);
+  constexpr int batch = 16;
+  for (int attempt = 0, count; attempt < attempts && points.count < sample_capacity; attempt += count) {
+    // Never more draws at once than points may still be stored: the generator stops with the last point.
+    count = std::min({batch, attempts - attempt, sample_capacity - points.count});
+    Draw draws[batch];
+    const int kept = draw_positions(draws, attempt, count, bitmap, spacing);
+    for (const Draw* d = draws; d < draws + kept; ++d) {
+      // The spacing is kept from the position drawn, not from the pixel found; it is the dearer test of the two.
+      int x = d->col, y = d->row;
+      if (move_to_active(bitmap, x, y, d->forwards) && !points.any_near(d->col, d->row)) points.add(x, y);
+    }
   }
 }
 

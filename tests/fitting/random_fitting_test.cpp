@@ -36,7 +36,7 @@ struct LineSearch {
     const float wanted = static_cast<float>(active - 1) * static_cast<float>(active) / 12.0f;
     if (1.0f > wanted) return;
     sample();
-    pair(static_cast<int>(std::min(wanted, 2000.0f)));
+    pair(static_cast<std::size_t>(std::min(wanted, 2000.0f)));
     histograms(angle_bins, distance_bins);
     if (!angle_.empty()) cluster();
   }
