@@ -125,12 +125,12 @@ void compare_all(Size size) {
         };
       }));
   compare(
-      "downsampling to a half", size, 0,
-      [=] { return [i = Images::make(size)] { benchmark::DoNotOptimize(downsampling(i->a, 0.5f).data); }; },
+      "downsampling to 0.4", size, 0,
+      [=] { return [i = Images::make(size)] { benchmark::DoNotOptimize(downsampling(i->a, 0.4f).data); }; },
       ZEB_BENCH_PEER([=] {
         return [i = Images::make(size)] {
           cv::Mat reduced;
-          cv::resize(i->peer_a, reduced, {}, 0.5, 0.5, cv::INTER_LINEAR);
+          cv::resize(i->peer_a, reduced, {}, 0.4, 0.4, cv::INTER_LINEAR);
           benchmark::DoNotOptimize(reduced.data);
         };
       }));

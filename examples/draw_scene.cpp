@@ -1,13 +1,12 @@
 // Draws a scene of bright round parts on an uneven, noisy background: what `inspect` is tried on where no photograph is
 // at hand. The same picture every time.
 
-#include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdio>
-#include <exception>
 #include <random>
 #include <string>
+#include <vector>
 
+#include "command_line.h"
 #include "png_file.h"
 #include "zeb/zeb.h"
 
@@ -59,16 +58,7 @@ zeb::Image<unsigned char> draw() {
 
 int main(int argc, char** argv) {
   std::string output = "scene.png";
-  CLI::App app("Draws a scene of round parts on an uneven background.");
+  CLI::App app("Draws a scene of round parts on an uneven background.", "draw_scene");
   app.add_option("output", output, "PNG to write")->capture_default_str();
-  try {
-    app.parse(argc, argv);
-    example::write_png(output, draw());
-    return 0;
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "draw_scene: %s\n", error.what());
-    return 2;
-  }
+  return example::run(app, argc, argv, [&output] { example::write_png(output, draw()); });
 }

@@ -52,7 +52,7 @@ namespace zeb {
 
 void vCovariance(unsigned char* dst, unsigned char* src, int width, int height, int stride, int radius,
                  float threshold) {
-  if (radius < 0 || width - radius <= radius) return;
+  if (width < 1 || height < 1 || radius < 0 || width - radius <= radius) return;
   for (int y = radius; y < height - radius; ++y) {
     const unsigned char* const row = src + std::ptrdiff_t{y} * stride;
     unsigned char* const out = dst + std::ptrdiff_t{y} * stride;

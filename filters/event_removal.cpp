@@ -16,13 +16,10 @@ namespace {
 /// Half the width of a window's rows from the middle row outwards: `row(dy, half_width)` for `dy` from 0 to `last`.
 template <class Row>
 void for_each_half_width(int radius, bool square, int last, Row row) {
+  const float limit = static_cast<float>(std::int64_t{radius} * radius) + 0.4f;
   std::int64_t x = radius;
   for (std::int64_t y = 0; y <= last; ++y) {
-    const auto inside = [=] {
-      const std::int64_t r = radius;
-      return static_cast<float>(r * r) + 0.4f >= static_cast<float>(x * x + y * y);
-    };
-    while (!square && !inside()) --x;
+    while (!square && static_cast<float>(x * x + y * y) > limit) --x;
     row(static_cast<int>(y), static_cast<int>(x));
   }
 }

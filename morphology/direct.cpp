@@ -27,9 +27,9 @@ class ByteElement {
 
  private:
   static int side(int radius) {
-    const std::int64_t length = 2 * std::int64_t{radius} + 1;
-    if (length < 0 || length * length > INT32_MAX) throw zeb::mem::bad_allocation();
-    return static_cast<int>(length);
+    constexpr int largest_radius = 23169;  // the number of bytes must fit 31 bits
+    if (radius < 0 || radius > largest_radius) throw zeb::mem::bad_allocation();
+    return 2 * radius + 1;
   }
 
   int radius_;
@@ -38,7 +38,8 @@ class ByteElement {
 
 void operate(const Images& images, int radius, int operation, unsigned char threshold, bool rectangular) {
   const ByteElement bytes(radius, rectangular);
-  const Element element(radius, radius, [&bytes](int i) { return bytes.half_width(i); });
+  const Element element = rectangular ? Element::rectangle(radius, radius)
+                                      : Element(radius, radius, [&bytes](int i) { return bytes.half_width(i); });
   mark(images, Decisive::below_threshold(operation, threshold), element, {}, hit_value(operation));
 }
 

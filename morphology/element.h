@@ -52,6 +52,15 @@ class Decisive {
   __m128i operator()(__m128i pixels) const {
     return _mm_xor_si128(frame::at_most(pixels, frame::splat(limit_)), frame::splat(above_ ? 255 : 0));
   }
+  /// A bit for each decisive pixel of the 64 from `from` on, lowest bit first.
+  std::uint64_t bits_of_64(const unsigned char* from) const {
+    const auto up_to_limit = [this, from](int i) {
+      const __m128i excess = _mm_subs_epu8(frame::load(from + i), frame::splat(limit_));
+      const __m128i mask = _mm_cmpeq_epi8(excess, _mm_setzero_si128());
+      return std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(mask))} << i;
+    };
+    return (up_to_limit(0) | up_to_limit(16) | up_to_limit(32) | up_to_limit(48)) ^ (above_ ? ~std::uint64_t{0} : 0);
+  }
 
  private:
   Decisive(unsigned char limit, bool above) : limit_(limit), above_(above) {}
@@ -65,20 +74,27 @@ class Element {
  public:
   /// `half_width(i)` is the half-width of the rows `i` above and below the centre, `0 <= i <= radius`, and is at most
   /// `reach`. It is asked once for the rows near the centre and again and again for those farther away.
-  Element(int radius, int reach, std::function<int(int)> half_width)
-      : radius_(radius), reach_(reach), half_width_(std::move(half_width)) {
+  Element(int radius, int reach, std::function<int(int)> half_width) : Element(radius, reach, false) {
+    half_width_ = std::move(half_width);
     const int known = std::min<int>(radius, static_cast<int>(near_.size()) - 1);
     for (int i = 0; i <= known; ++i) near_[static_cast<std::size_t>(i)] = half_width_(i);
   }
+  /// All rows are alike.
+  static Element rectangle(int half_width, int radius) { return Element(radius, half_width, true); }
 
   int radius() const { return radius_; }
   int reach() const { return reach_; }
+  bool is_rectangle() const { return is_rectangle_; }
   int half_width(int i) const {
+    if (is_rectangle_) return reach_;
     return static_cast<std::size_t>(i) < near_.size() ? near_[static_cast<std::size_t>(i)] : half_width_(i);
   }
 
  private:
+  Element(int radius, int reach, bool is_rectangle) : radius_(radius), reach_(reach), is_rectangle_(is_rectangle) {}
+
   int radius_, reach_;
+  bool is_rectangle_;
   std::array<int, 512> near_;
   std::function<int(int)> half_width_;
 };

@@ -12,7 +12,7 @@ namespace {
 
 /// The element of the counting form.
 Element counted(int radius_x, int radius_y, bool rectangular) {
-  if (rectangular) return Element(radius_y, radius_x, [radius_x](int) { return radius_x; });
+  if (rectangular) return Element::rectangle(radius_x, radius_y);
   return Element(radius_y, radius_x, [radius_x, radius_y](int i) {
     if (radius_y == 0) return 0;
     const float q = static_cast<float>(i) / static_cast<float>(radius_y);
@@ -42,7 +42,7 @@ int stamped_half_width(int radius_x, int radius_y, int dy) {
 /// The element of the scattering form, whose half-widths are 16-bit numbers.
 Element stamped(int radius_x, int radius_y, bool rectangular) {
   const int reach = std::min<int>(radius_x, UINT16_MAX);
-  if (rectangular) return Element(radius_y, reach, [radius_x](int) { return radius_x & UINT16_MAX; });
+  if (rectangular) return Element::rectangle(radius_x & UINT16_MAX, radius_y);
   return Element(radius_y, reach,
                  [radius_x, radius_y](int dy) { return stamped_half_width(radius_x, radius_y, dy) & UINT16_MAX; });
 }

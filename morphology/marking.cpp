@@ -27,7 +27,31 @@ class DecisiveRow {
  public:
   DecisiveRow(const unsigned char* row, int width, Decisive decisive) : row_(row), width_(width), decisive_(decisive) {}
 
-  /// Columns `x` to `x + 15`; those outside the image give 0.
+  /// Writes the columns from `x` on as words of 64; those outside the image give 0. False where all are 0.
+  bool take(std::int64_t x, std::uint64_t* to, int words) const {
+    const auto limited = [words](std::int64_t i) { return static_cast<int>(std::clamp<std::int64_t>(i, 0, words)); };
+    const int first_inside = limited((word_bits - 1 - x) / word_bits);
+    const int end_inside = std::max(first_inside, limited((width_ - x) / word_bits));
+    // Copies, since the compiler takes it that writing bits may change the members.
+    const Decisive decisive = decisive_;
+    const unsigned char* const row = row_;
+    std::uint64_t any = 0;
+    const auto at_border = [&](int i) {
+      const std::int64_t at = x + std::int64_t{i} * word_bits;
+      to[i] = bits(at) | bits(at + 16) << 16 | std::uint64_t{bits(at + 32) | bits(at + 48) << 16} << 32;
+      any |= to[i];
+    };
+    for (int i = 0; i < first_inside; ++i) at_border(i);
+    for (int i = first_inside; i < end_inside; ++i) {
+      const std::uint64_t set = decisive.bits_of_64(row + (x + std::int64_t{i} * word_bits));
+      to[i] = set;
+      any |= set;
+    }
+    for (int i = end_inside; i < words; ++i) at_border(i);
+    return any != 0;
+  }
+
+  /// Columns `x` to `x + 15` in the same way.
   std::uint32_t bits(std::int64_t x) const {
     if (x >= 0 && x + 16 <= width_) return static_cast<std::uint32_t>(_mm_movemask_epi8(decisive_(load(row_ + x))));
     std::uint32_t set = 0;
@@ -64,17 +88,11 @@ class RowBits {
 
   /// Takes the columns from `x`. False where no decisive pixel comes within `reach` of them.
   bool take(const DecisiveRow& row, std::int64_t x, std::int64_t reach) {
-    std::uint64_t any = 0;
-    std::uint64_t* to = current();
-    for (int i = 0; i < words_; ++i) {
-      const std::int64_t at = x + std::int64_t{i} * word_bits;
-      to[i] = row.bits(at) | row.bits(at + 16) << 16 | std::uint64_t{row.bits(at + 32) | row.bits(at + 48) << 16} << 32;
-      any |= to[i];
-    }
+    const bool any = row.take(x, current(), words_);
     half_width_ = 0;
     left_ = row.distance_left(x, reach);
     right_ = row.distance_right(x + std::int64_t{words_} * word_bits - 1, reach);
-    return any != 0 || left_ <= reach || right_ <= reach;
+    return any || left_ <= reach || right_ <= reach;
   }
 
   /// Dilates to `half_width` pixels on either side, which must not be less than before.
@@ -103,7 +121,8 @@ class RowBits {
     stage_ ^= 1;
     std::uint64_t* to = current();
     const __m128i there = _mm_cvtsi32_si128(step), back = _mm_cvtsi32_si128(word_bits - step);
-    for (int i = 0; i < words_; i += 2) {
+    const int words = words_;
+    for (int i = 0; i < words; i += 2) {
       const __m128i here = load_words(from + i);
       const __m128i to_right = _mm_or_si128(_mm_sll_epi64(here, there), _mm_srl_epi64(load_words(from + i - 1), back));
       const __m128i to_left = _mm_or_si128(_mm_srl_epi64(here, there), _mm_sll_epi64(load_words(from + i + 1), back));
@@ -140,77 +159,118 @@ class Marking {
         offset_x_(offset.x),
         offset_y_(offset.y),
         hit_(hit),
-        columns_(std::min(tile_columns, static_cast<int>(((std::int64_t{images.width} + 127) & -128)))),
+        columns_(std::min(tile_columns, static_cast<int>((std::int64_t{images.width} + 127) & -128))),
         words_(columns_ / word_bits),
-        rows_(tile_bytes / (columns_ / 8)),
-        reach_(std::min<std::int64_t>(element.reach(), images.width + std::abs(offset_x_))) {}
+        reach_(static_cast<int>(std::min<std::int64_t>(element.reach(), images.width + std::abs(offset_x_)))) {}
 
   void run() {
-    for (top_ = 0; top_ < images_.height; top_ += rows_) {
-      bottom_ = std::min<std::int64_t>(top_ + rows_, images_.height) - 1;
+    const int rows = tile_bytes / (columns_ / 8);
+    const bool stack_rows = element_.is_rectangle() && element_.radius() <= rows / 4;
+    head_ = stack_rows ? 2 * element_.radius() : 0;
+    const int step = rows - head_;
+    for (top_ = 0; top_ < images_.height; top_ += step) {
+      bottom_ = std::min<std::int64_t>(top_ + step, images_.height) - 1;
       for (left_ = 0; left_ < images_.width; left_ += columns_) {
-        std::memset(marks_, 0, static_cast<std::size_t>(bottom_ - top_ + 1) * static_cast<std::size_t>(words_) * 8);
-        collect();
+        std::memset(marks_, 0, static_cast<std::size_t>(marks(bottom_ + 1) - marks_) * sizeof(marks_[0]));
+        if (stack_rows)
+          collect_rectangles();
+        else
+          collect();
         write();
       }
     }
   }
 
  private:
-  std::uint64_t* marks(std::int64_t y) { return marks_ + (y - top_) * words_; }
+  /// Rows `top_ - head_` to `bottom_`.
+  std::uint64_t* marks(std::int64_t y) { return marks_ + (y - top_ + head_) * words_; }
 
-  void collect() {
+  /// `visit(row, bits, centre)` for each row with something to add to this tile; `centre` is where the elements of its
+  /// decisive pixels have their centres.
+  template <class Visit>
+  void for_each_source_row(Visit visit) {
     const std::int64_t first = std::max<std::int64_t>(0, top_ - offset_y_ - element_.radius());
     const std::int64_t last = std::min<std::int64_t>(images_.height - 1, bottom_ - offset_y_ + element_.radius());
     RowBits bits(words_);
     for (std::int64_t y = first; y <= last; ++y) {
       const DecisiveRow row(images_.src + images_.row(y), images_.width, decisive_);
-      if (bits.take(row, left_ - offset_x_, reach_)) add(row, bits, y + offset_y_);
+      if (bits.take(row, left_ - offset_x_, reach_)) visit(row, bits, y + offset_y_);
     }
   }
 
-  /// Adds the rows of the elements whose centres are the decisive pixels of `row`, moved to row `centre`.
-  void add(const DecisiveRow& row, RowBits& bits, std::int64_t centre) {
-    const std::int64_t farthest = std::max(std::abs(centre - top_), std::abs(bottom_ - centre));
-    const std::int64_t nearest = std::max<std::int64_t>({0, top_ - centre, centre - bottom_});
-    for (std::int64_t i = std::min<std::int64_t>(farthest, element_.radius()); i >= nearest; --i) {
-      const int half_width = static_cast<int>(std::min<std::int64_t>(element_.half_width(static_cast<int>(i)), reach_));
-      // Half-widths grow toward the centre, but for those beyond what a scattered ellipse can hold.
-      if (half_width < bits.half_width()) bits.take(row, left_ - offset_x_, reach_);
-      bits.dilate_to(half_width);
-      if (centre - i >= top_ && centre - i <= bottom_) unite(marks(centre - i), bits.bits());
-      if (i != 0 && centre + i >= top_ && centre + i <= bottom_) unite(marks(centre + i), bits.bits());
+  /// Every row is marked once, in the uppermost row of its elements; then all marks grow downward together.
+  void collect_rectangles() {
+    for_each_source_row([this](const DecisiveRow&, RowBits& bits, std::int64_t centre) {
+      bits.dilate_to(reach_);
+      std::copy_n(bits.bits(), words_, marks(centre - element_.radius()));
+    });
+    const int rows = 2 * element_.radius() + 1;
+    for (int grown = 1, step; grown < rows; grown += step) {
+      step = std::min(grown, rows - grown);
+      const std::ptrdiff_t back = std::ptrdiff_t{step} * words_;
+      for (std::uint64_t* to = marks(bottom_ + 1) - 2; to >= marks_ + back; to -= 2) unite(to, to - back);
     }
   }
 
-  void unite(std::uint64_t* to, const std::uint64_t* bits) const {
-    for (int i = 0; i < words_; i += 2) store_words(to + i, _mm_or_si128(load_words(to + i), load_words(bits + i)));
+  void collect() {
+    for_each_source_row([this](const DecisiveRow& row, RowBits& bits, std::int64_t centre) {
+      const std::int64_t farthest = std::max(std::abs(centre - top_), std::abs(bottom_ - centre));
+      const std::int64_t nearest = std::max<std::int64_t>({0, top_ - centre, centre - bottom_});
+      for (std::int64_t i = std::min<std::int64_t>(farthest, element_.radius()); i >= nearest; --i) {
+        const int half_width = std::min(element_.half_width(static_cast<int>(i)), reach_);
+        // Half-widths grow toward the centre, but for those of a stamped ellipse that exceed 16 bits.
+        if (half_width < bits.half_width()) bits.take(row, left_ - offset_x_, reach_);
+        bits.dilate_to(half_width);
+        add(bits.bits(), centre - i, centre + i);
+      }
+    });
+  }
+
+  /// Adds a row of bits to two rows of the tile, or to the one of them that lies within.
+  void add(const std::uint64_t* bits, std::int64_t above, std::int64_t below) {
+    if (above >= top_ && below <= bottom_) {
+      std::uint64_t *to_above = marks(above), *to_below = marks(below);
+      for (int i = 0; i < words_; i += 2) {
+        const __m128i more = load_words(bits + i);
+        store_words(to_above + i, _mm_or_si128(load_words(to_above + i), more));
+        store_words(to_below + i, _mm_or_si128(load_words(to_below + i), more));
+      }
+    } else if (above >= top_ || below <= bottom_) {
+      std::uint64_t* to = marks(above >= top_ ? above : below);
+      for (int i = 0; i < words_; i += 2) unite(to + i, bits + i);
+    }
+  }
+
+  static void unite(std::uint64_t* to, const std::uint64_t* more) {
+    store_words(to, _mm_or_si128(load_words(to), load_words(more)));
   }
 
   void write() {
     const int columns = static_cast<int>(std::min<std::int64_t>(columns_, images_.width - left_));
     for (std::int64_t y = top_; y <= bottom_; ++y) {
       unsigned char* to = images_.dst + images_.row(y) + left_;
-      const auto* from = reinterpret_cast<const unsigned char*>(marks(y));
+      const std::uint64_t* from = marks(y);
       int x = 0;
-      for (; x + 16 <= columns; x += 16) store(to + x, pixels(from + x / 8));
+      for (; x + word_bits <= columns; x += word_bits) write_word(to + x, *from++);
       if (x < columns) {
-        unsigned char rest[16];
-        store(rest, pixels(from + x / 8));
+        unsigned char rest[word_bits];
+        write_word(rest, *from);
         std::memcpy(to + x, rest, static_cast<std::size_t>(columns - x));
       }
     }
   }
 
-  /// 16 pixels from their bits.
-  __m128i pixels(const unsigned char* bits) const {
-    std::uint16_t word;
-    std::memcpy(&word, bits, sizeof(word));
-    const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+  /// 64 pixels from their bits.
+  void write_word(unsigned char* to, std::uint64_t word) const {
     const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
-    const __m128i set =
-        _mm_and_si128(_mm_shuffle_epi8(_mm_cvtsi32_si128(word), first_byte_8_times_then_second), bit_of_lane);
-    return _mm_cmpeq_epi8(set, hit_ != 0 ? bit_of_lane : _mm_setzero_si128());
+    const __m128i marked = hit_ != 0 ? bit_of_lane : _mm_setzero_si128();
+    const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+    const __m128i bytes = _mm_cvtsi64_si128(static_cast<long long>(word));
+    const auto pixels = [&](int pair) {
+      const __m128i lanes = _mm_add_epi8(first_byte_8_times_then_second, _mm_set1_epi8(static_cast<char>(2 * pair)));
+      return _mm_cmpeq_epi8(_mm_and_si128(_mm_shuffle_epi8(bytes, lanes), bit_of_lane), marked);
+    };
+    for (int pair = 0; pair < 4; ++pair) store(to + 16 * pair, pixels(pair));
   }
 
   const Images& images_;
@@ -218,8 +278,9 @@ class Marking {
   const Element& element_;
   const std::int64_t offset_x_, offset_y_;
   const unsigned char hit_;
-  const int columns_, words_, rows_;  // of a whole tile
-  const std::int64_t reach_;          // of the element, cut to what can matter
+  const int columns_, words_;  // of a tile
+  const int reach_;            // of the element, cut to what can matter
+  int head_ = 0;               // rows of marks above the tile
   std::int64_t left_ = 0, top_ = 0, bottom_ = 0;
   alignas(16) std::uint64_t marks_[tile_bytes / 8];
 };

@@ -14,7 +14,7 @@ namespace {
 constexpr int largest_counted_radius = 63;
 
 Element circular(int radius, bool rectangular) {
-  if (rectangular) return Element(radius, radius, [radius](int) { return radius; });
+  if (rectangular) return Element::rectangle(radius, radius);
   if (radius > largest_counted_radius)
     return Element(radius, radius, [radius](int i) { return disk_half_width(radius, i); });
   return Element(radius, radius, [r = static_cast<float>(radius)](int i) {

@@ -7,14 +7,12 @@
 
 #include "frame/packed.h"
 #include "shapes/directions.h"
-#include "shapes/walk.h"
 #include "zeb/shapes.h"
 
 using zeb::detail::wrapping_add;
 using zeb::detail::wrapping_sub;
 using zeb::shapes::dx;
 using zeb::shapes::dy;
-using zeb::shapes::EndlessWalkCheck;
 
 namespace zeb {
 namespace {
@@ -90,7 +88,11 @@ class Neighbours {
 class BorderScan {
  public:
   BorderScan(Bitmap_<short>& image, std::vector<PointContainer<int>>& contours, Point_<int> offset)
-      : image_(image), neighbours_(image), contours_(contours), offset_(offset) {
+      : image_(image),
+        neighbours_(image),
+        contours_(contours),
+        offset_(offset),
+        states_(8 * static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height)) {
     parents_.reserve(128);
     parents_ = {0, 0};
     is_outer_.reserve(128);
@@ -171,7 +173,6 @@ class BorderScan {
   void walk(PointContainer<int>& contour, const Point_<int> start, int direction) {
     const int first_step = neighbours_.first_set(start, direction - 3, true, 0);
     const short positive = mark(border_count_), negative = mark(-border_count_);
-    EndlessWalkCheck check;
     Point_<int> p = start;
     for (bool again = true; again;) {
       append(contour, p);
@@ -185,22 +186,20 @@ class BorderScan {
         direction = step;
         if (p.x == start.x && p.y == start.y) again = neighbours_.first_set(p, direction - 3, true, 1) != first_step;
       }
-      const bool changed = mark_pixel(left_behind, right_seen, positive, negative);
-      // Marks of 0 erase pixels, the one to come back to as well, and nothing else makes a walk endless.
-      if (changed) check = {};
-      if (positive == 0 && check.repeats(p.x, p.y, direction)) throw std::length_error("vector<T> too long");
+      mark_pixel(left_behind, right_seen, positive, negative);
+      // Foreground in the frame can keep a walk from ever coming back. Marks of 0 cannot: they erase the walk's own
+      // path.
+      if (positive != 0 && contour.size() > states_) throw std::length_error("vector<T> too long");
     }
   }
 
-  /// Marks a pixel that the walk leaves; true if that changes it.
-  bool mark_pixel(Point_<int> p, bool right_seen, short positive, short negative) const {
+  /// Marks a pixel that the walk leaves.
+  void mark_pixel(Point_<int> p, bool right_seen, short positive, short negative) const {
     short* const element = image_.data + (std::ptrdiff_t{p.y} * image_.stride + p.x);
-    const short before = *element;
     if (right_seen && element[1] == 0)
       *element = negative;
-    else if (before == 1)
+    else if (*element == 1)
       *element = positive;
-    return *element != before;
   }
 
   void append(PointContainer<int>& contour, Point_<int> p) const {
@@ -214,6 +213,7 @@ class BorderScan {
   Neighbours neighbours_;
   std::vector<PointContainer<int>>& contours_;
   Point_<int> offset_;
+  std::size_t states_;             // of a walk: a pixel and a direction; none comes twice before the end
   std::vector<int> parents_;       // by border number; entry 0 is no border, entry 1 the frame
   std::vector<bool> is_outer_;     // likewise
   int last_border_ = image_frame;  // on which the scan was last; it survives the end of a row

@@ -1,3 +1,5 @@
+#include <smmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -6,64 +8,147 @@
 #include "shapes/directions.h"
 #include "zeb/shapes.h"
 
+using zeb::detail::wrapping_add;
+using zeb::detail::wrapping_sub;
 using zeb::frame::Scratch;
 
 namespace {
 
-/// The points of a closed chain, the one before step `i` at index `i`.
-class ChainPoints {
+/// The hull of a closed chain, found in one block of work memory.
+class HullFinder {
  public:
-  ChainPoints(int count, const int* xs, const int* ys) : count_(count), xs_(xs), ys_(ys) {}
+  /// False afterwards where memory is short or the chain has no codes.
+  HullFinder(const char* chain, int count, int x, int y) : count_(count), memory_(5 * std::int64_t{count} + 4) {
+    if (!*this) return;
+    xs_ = memory_.data();
+    ys_ = xs_ + count;
+    // At most every point, the leftmost once more where it is the rightmost too, and the one that closes the hull.
+    hull_ = ys_ + count;
+    hull_x_ = hull_ + count + 2;
+    hull_y_ = hull_x_ + count + 1;
+
+    int smallest = 0, largest = 0;
+    for (int i = 0; i < count; ++i) {
+      xs_[i] = x;
+      ys_[i] = y;
+      if (x < xs_[smallest]) smallest = i;
+      if (x > xs_[largest]) largest = i;
+      const int code = chain[i] & 7;
+      x = wrapping_add(x, zeb::shapes::dx[code]);
+      y = wrapping_add(y, zeb::shapes::dy[code]);
+    }
+    hull_[0] = smallest;
+    hull_[1] = largest;
+    const int middle = refine(0, 1);
+    hull_[middle + 1] = smallest;
+    size_ = refine(middle, middle + 1);
+    for (int i = 0; i < size_; ++i) {
+      hull_x_[i] = xs_[hull_[i]];
+      hull_y_[i] = ys_[hull_[i]];
+    }
+  }
+
+  explicit operator bool() const { return count_ > 0 && memory_; }
+  int size() const { return size_; }
+  int* x() const { return hull_x_; }
+  int* y() const { return hull_y_; }
+
+ private:
+  /// Splits the line from entry `first` to entry `last` of the hull at the farthest point until none is outside,
+  /// inserting the points found; returns the new position of `last`, which is the last entry so far.
+  int refine(int first, int last) {
+    while (first < last) {
+      const int outside = farthest(hull_[first], hull_[first + 1]);
+      if (outside >= 0) {
+        std::copy_backward(hull_ + first + 1, hull_ + last + 1, hull_ + last + 2);
+        hull_[first + 1] = outside;
+        ++last;
+      } else {
+        ++first;
+      }
+    }
+    return last;
+  }
 
   /// The point between `a` and `b`, along the chain and past its end where `b < a`, that lies farthest to the outside
   /// of the line from `a` to `b`; the first of equals, or -1 without one.
   int farthest(int a, int b) const {
-    const auto ax = static_cast<float>(xs_[a]), ay = static_cast<float>(ys_[a]);
-    const auto ex = static_cast<float>(zeb::detail::wrapping_sub(xs_[b], xs_[a]));
-    const auto ey = static_cast<float>(zeb::detail::wrapping_sub(ys_[b], ys_[a]));
+    const auto ex = static_cast<float>(wrapping_sub(xs_[b], xs_[a]));
+    const auto ey = static_cast<float>(wrapping_sub(ys_[b], ys_[a]));
     const float length = std::sqrt(ey * ey + ex * ex);
-    const float ux = ex / length, uy = ey / length;
-    float best = 0.0f;
-    int index = -1;
-    const auto search = [&](int first, int last) {
-      for (int i = first; i < last; ++i) {
-        const float distance = (static_cast<float>(ys_[i]) - ay) * ux - (static_cast<float>(xs_[i]) - ax) * uy;
-        if (distance > best) {
-          best = distance;
-          index = i;
-        }
-      }
-    };
-    search(a + 1, b < a ? count_ : b);
-    if (b < a) search(0, b);
-    return index;
+    const Line line{static_cast<float>(xs_[a]), static_cast<float>(ys_[a]), ex / length, ey / length};
+    Farthest found;
+    search(line, a + 1, b < a ? count_ : b, found);
+    if (b < a) search(line, 0, b, found);
+    return found.index;
   }
 
- private:
-  int count_;
-  const int* xs_;
-  const int* ys_;
-};
+  struct Line {
+    float x, y;    // a point on it
+    float ux, uy;  // its direction
+  };
 
-/// Splits the line from entry `first` to entry `last` of `list` at the farthest point until none is outside, inserting
-/// the points found; returns the new position of `last`, which is the last entry of the list.
-int refine(const ChainPoints& points, int* list, int first, int last) {
-  while (first < last) {
-    const int outside = points.farthest(list[first], list[first + 1]);
-    if (outside >= 0) {
-      std::copy_backward(list + first + 1, list + last + 1, list + last + 2);
-      list[first + 1] = outside;
-      ++last;
-    } else {
-      ++first;
+  struct Farthest {
+    float distance = 0.0f;
+    int index = -1;
+
+    void offer(float other, int i) {
+      if (other > distance) {
+        distance = other;
+        index = i;
+      }
+    }
+  };
+
+  /// Takes over the first point of the greatest distance from `first` to `last` - 1 that exceeds what was found before.
+  void search(const Line& line, int first, int last, Farthest& found) const {
+    // Each lane keeps the first best of every fourth point; they are put in order at the end.
+    const __m128 x = _mm_set1_ps(line.x), y = _mm_set1_ps(line.y), ux = _mm_set1_ps(line.ux), uy = _mm_set1_ps(line.uy);
+    __m128 best = _mm_set1_ps(found.distance);
+    __m128i at = _mm_set1_epi32(-1), index = _mm_add_epi32(_mm_set1_epi32(first), _mm_setr_epi32(0, 1, 2, 3));
+    int i = first;
+    for (; i <= last - 4; i += 4, index = _mm_add_epi32(index, _mm_set1_epi32(4))) {
+      const __m128 px = coordinates(xs_ + i), py = coordinates(ys_ + i);
+      const __m128 distance = _mm_sub_ps(_mm_mul_ps(_mm_sub_ps(py, y), ux), _mm_mul_ps(_mm_sub_ps(px, x), uy));
+      const __m128 farther = _mm_cmpgt_ps(distance, best);
+      best = _mm_blendv_ps(best, distance, farther);
+      at = _mm_blendv_epi8(at, index, _mm_castps_si128(farther));
+    }
+    alignas(16) float distances[4];
+    alignas(16) int indices[4];
+    _mm_store_ps(distances, best);
+    _mm_store_si128(reinterpret_cast<__m128i*>(indices), at);
+    for (int lane = 0; lane < 4; ++lane) {
+      if (indices[lane] < 0) continue;
+      found.offer(distances[lane], indices[lane]);
+      // Lanes hold indices of this search alone, so that equal distances compare by them.
+      if (distances[lane] == found.distance) found.index = std::min(found.index, indices[lane]);
+    }
+    for (; i < last; ++i) {
+      const float px = static_cast<float>(xs_[i]), py = static_cast<float>(ys_[i]);
+      found.offer((py - line.y) * line.ux - (px - line.x) * line.uy, i);
     }
   }
-  return last;
-}
 
-int* allocate(int count) {
-  return static_cast<int*>(
+  static __m128 coordinates(const int* from) {
+    return _mm_cvtepi32_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+  }
+
+  int count_;
+  Scratch<int> memory_;
+  int* xs_ = nullptr;  // the points of the chain, the one before step `i` at index `i`
+  int* ys_ = nullptr;
+  int* hull_ = nullptr;  // indices of the hull points found so far
+  int* hull_x_ = nullptr;
+  int* hull_y_ = nullptr;
+  int size_ = 0;
+};
+
+int* copied(const int* from, int count) {
+  auto* const block = static_cast<int*>(
       zeb::mem::aligned_alloc_times(zeb::mem::byte_count(count, sizeof(int)), Scratch<int>::usual_attempts));
+  if (block != nullptr) std::copy_n(from, count, block);
+  return block;
 }
 
 }  // namespace
@@ -72,45 +157,18 @@ void vConvexHull(const char* chain, int count, int** hull_x, int** hull_y, int* 
   *hull_count = 0;
   *hull_x = nullptr;
   *hull_y = nullptr;
-  if (count < 1) return;
-  const Scratch<int> xs(count), ys(count);
-  if (!xs || !ys) return;
-
-  int smallest = 0, largest = 0;
-  for (int i = 0; i < count; ++i) {
-    xs[i] = x;
-    ys[i] = y;
-    if (x < xs[smallest]) smallest = i;
-    if (x > xs[largest]) largest = i;
-    const int code = chain[i] & 7;
-    x = zeb::detail::wrapping_add(x, zeb::shapes::dx[code]);
-    y = zeb::detail::wrapping_add(y, zeb::shapes::dy[code]);
-  }
-
-  // At most every point, the leftmost once more where it is the rightmost too, and the one that closes the hull.
-  const Scratch<int> list(std::int64_t{count} + 2);
-  if (!list) return;
-  list[0] = smallest;
-  list[1] = largest;
-  const ChainPoints points(count, xs.data(), ys.data());
-  const int middle = refine(points, list.data(), 0, 1);
-  list[middle + 1] = smallest;
-  const int found = refine(points, list.data(), middle, middle + 1);
-
-  int* const out_x = allocate(found);
-  int* const out_y = allocate(found);
-  if (out_x == nullptr || out_y == nullptr) {
-    zeb::mem::aligned_free(out_x);
-    zeb::mem::aligned_free(out_y);
+  const HullFinder hull(chain, count, x, y);
+  if (!hull) return;
+  int* const xs = copied(hull.x(), hull.size());
+  int* const ys = copied(hull.y(), hull.size());
+  if (xs == nullptr || ys == nullptr) {
+    zeb::mem::aligned_free(xs);
+    zeb::mem::aligned_free(ys);
     return;
   }
-  for (int i = 0; i < found; ++i) {
-    out_x[i] = xs[list[i]];
-    out_y[i] = ys[list[i]];
-  }
-  *hull_x = out_x;
-  *hull_y = out_y;
-  *hull_count = found;
+  *hull_x = xs;
+  *hull_y = ys;
+  *hull_count = hull.size();
 }
 
 void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count, float margin, float* length, float* width) {
@@ -124,8 +182,8 @@ void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count, float 
   for (int i = 0; i < count; ++i) {
     const int j = i + 1 < count ? i + 1 : 0;
     const auto from_a = [&](int k, float& px, float& py) {
-      px = static_cast<float>(zeb::detail::wrapping_sub(hull_x[k], hull_x[i]));
-      py = static_cast<float>(zeb::detail::wrapping_sub(hull_y[k], hull_y[i]));
+      px = static_cast<float>(wrapping_sub(hull_x[k], hull_x[i]));
+      py = static_cast<float>(wrapping_sub(hull_y[k], hull_y[i]));
     };
     float ex = 0, ey = 0;
     from_a(j, ex, ey);
@@ -170,16 +228,15 @@ void vCalcRect(float* xs, float* ys, int* hull_x, int* hull_y, int count, float 
 }
 
 void vMER(const char* chain, int count, int x, int y, float* xs, float* ys, float* length, float* width) {
-  int *hull_x = nullptr, *hull_y = nullptr, hull_count = 0;
-  if (count > 8) vConvexHull(chain, count, &hull_x, &hull_y, &hull_count, x, y);
-  if (hull_x != nullptr && hull_y != nullptr) {
-    vCalcRect(xs, ys, hull_x, hull_y, hull_count, 0.0f, length, width);
-  } else {
-    std::fill_n(xs, 4, 0.0f);
-    std::fill_n(ys, 4, 0.0f);
-    *length = 0.0f;
-    *width = 0.0f;
+  if (count > 8) {
+    const HullFinder hull(chain, count, x, y);
+    if (hull) {
+      vCalcRect(xs, ys, hull.x(), hull.y(), hull.size(), 0.0f, length, width);
+      return;
+    }
   }
-  zeb::mem::aligned_free(hull_x);
-  zeb::mem::aligned_free(hull_y);
+  std::fill_n(xs, 4, 0.0f);
+  std::fill_n(ys, 4, 0.0f);
+  *length = 0.0f;
+  *width = 0.0f;
 }

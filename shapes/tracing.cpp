@@ -15,7 +15,6 @@ using zeb::Point_;
 using zeb::Shape;
 using zeb::shapes::dx;
 using zeb::shapes::dy;
-using zeb::shapes::EndlessWalkCheck;
 using zeb::shapes::next_code;
 using zeb::shapes::Source;
 
@@ -26,6 +25,26 @@ using Start = std::optional<Point_<int>>;
 bool any_set(__m128i pixels) { return _mm_testz_si128(pixels, pixels) == 0; }
 
 // ---- the walk -------------------------------------------------------------------------------------------------------
+
+/// Recognises by R. Brent's method (1980) that a walk goes in circles: its state is compared with one kept from an
+/// earlier step, which is renewed after 1, 2, 4, 8... steps.
+class EndlessWalkCheck {
+ public:
+  bool repeats(int x, int y, int d) {
+    if (d == d_ && x == x_ && y == y_) return true;
+    if (--steps_left_ == 0) {
+      x_ = x;
+      y_ = y;
+      d_ = d;
+      steps_left_ = period_ *= 2;
+    }
+    return false;
+  }
+
+ private:
+  int x_ = 0, y_ = 0, d_ = -1;
+  std::int64_t period_ = 1, steps_left_ = 1;
+};
 
 /// The codes of a walk in the making. Short chains are collected on the stack and copied once.
 class ChainWriter {

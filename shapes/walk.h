@@ -79,24 +79,4 @@ inline int next_code(unsigned neighbours, int d, bool ascending) {
   return (static_cast<int>(turned) + k) & 7;
 }
 
-/// Recognises by R. Brent's method (1980) that a walk goes in circles: its state is compared with one kept from an
-/// earlier step, which is renewed after 1, 2, 4, 8... steps.
-class EndlessWalkCheck {
- public:
-  bool repeats(int x, int y, int d) {
-    if (d == d_ && x == x_ && y == y_) return true;
-    if (--steps_left_ == 0) {
-      x_ = x;
-      y_ = y;
-      d_ = d;
-      steps_left_ = period_ *= 2;
-    }
-    return false;
-  }
-
- private:
-  int x_ = 0, y_ = 0, d_ = -1;
-  std::int64_t period_ = 1, steps_left_ = 1;
-};
-
 }  // namespace zeb::shapes

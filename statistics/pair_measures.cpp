@@ -42,6 +42,7 @@ struct Pair {
 
   template <class Condition>
   std::uint32_t count(int y) const {
+    if (width < 1) return 0;
     return count_row<Condition>(a + std::ptrdiff_t{y} * stride_a, b + std::ptrdiff_t{y} * stride_b, width);
   }
 };

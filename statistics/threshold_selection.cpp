@@ -1,6 +1,5 @@
 #include <cmath>
-#include <cstdint>
-#include <limits>
+#include <cstddef>
 
 #include "frame/rounding.h"
 #include "zeb/statistics.h"
@@ -129,7 +128,7 @@ float li_entropy(std::vector<float> hist) {
     hist[i] = moment / weight;
   }
   const float whole = hist[n - 1];
-  float previous = threshold;
+  float previous = 0.0f;
   do {
     previous = threshold;
     if (!(threshold >= 0.0f && threshold < static_cast<float>(n))) break;

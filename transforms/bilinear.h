@@ -11,7 +11,7 @@
 
 /// Bilinear sampling, one position and four positions at a time. A position whose whole part lies outside the bounds
 /// takes the background; that includes NaN, infinities and everything that no integer holds.
-namespace zeb::frame {
+namespace zeb::warping {
 
 /// Whole parts that count as inside: `x_min <= x < x_max`, `y_min <= y < y_max`. The pixels to the right and below are
 /// read as well.
@@ -82,7 +82,7 @@ inline void four_offsets(std::int64_t* offsets, __m128i columns, __m128i rows, i
 }
 
 /// A pixel and its right neighbour. Nothing wider may be loaded: they may be the last two of the image.
-inline int two_pixels(const unsigned char* from) {
+inline std::uint64_t two_pixels(const unsigned char* from) {
   std::uint16_t pair;
   std::memcpy(&pair, from, sizeof(pair));
   return pair;
@@ -94,25 +94,18 @@ template <class Offset>
 inline __m128 sample_four(const unsigned char* src, int stride, const FourCoordinates& x, const FourCoordinates& y) {
   alignas(16) Offset offsets[4];
   four_offsets(offsets, x.whole, y.whole, stride);
-  const unsigned char* const below = src + stride;
-  __m128i pairs = _mm_cvtsi32_si128(two_pixels(src + offsets[0]));
-  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[1]), 1);
-  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[2]), 2);
-  pairs = _mm_insert_epi16(pairs, two_pixels(src + offsets[3]), 3);
-  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[0]), 4);
-  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[1]), 5);
-  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[2]), 6);
-  pairs = _mm_insert_epi16(pairs, two_pixels(below + offsets[3]), 7);
-
-  const __m128i upper = _mm_unpacklo_epi16(pairs, _mm_setzero_si128());
-  const __m128i lower = _mm_unpackhi_epi16(pairs, _mm_setzero_si128());
+  const auto corners = [src, below = src + stride](std::ptrdiff_t offset) {
+    return two_pixels(src + offset) | two_pixels(below + offset) << 16;
+  };
+  const __m128i all = _mm_set_epi64x(static_cast<long long>(corners(offsets[2]) | corners(offsets[3]) << 32),
+                                     static_cast<long long>(corners(offsets[0]) | corners(offsets[1]) << 32));
   const __m128i low_byte = _mm_set1_epi32(0xFF);
   const __m128 one = _mm_set1_ps(1.0f);
   const __m128 right = x.fraction, left = one - right, bottom = y.fraction, top = one - bottom;
-  return _mm_cvtepi32_ps(_mm_and_si128(upper, low_byte)) * (left * top) +
-         _mm_cvtepi32_ps(_mm_srli_epi32(upper, 8)) * (right * top) +
-         _mm_cvtepi32_ps(_mm_and_si128(lower, low_byte)) * (left * bottom) +
-         _mm_cvtepi32_ps(_mm_srli_epi32(lower, 8)) * (right * bottom);
+  return _mm_cvtepi32_ps(_mm_and_si128(all, low_byte)) * (left * top) +
+         _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(all, 8), low_byte)) * (right * top) +
+         _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(all, 16), low_byte)) * (left * bottom) +
+         _mm_cvtepi32_ps(_mm_srli_epi32(all, 24)) * (right * bottom);
 }
 
 /// Four 32-bit values, saturated to 0..255, as four bytes.
@@ -123,18 +116,33 @@ inline std::int32_t four_bytes(__m128i values) {
 
 inline void store_four(unsigned char* to, std::int32_t bytes) { std::memcpy(to, &bytes, sizeof(bytes)); }
 
-/// Four pixels, rounded to nearest, ties to even, with the rounded `backgrounds` in the lanes outside.
-template <class Offset>
+/// How the packed forms make pixels of sums: to nearest, ties to even.
+struct RoundToEven {
+  static __m128i integers(__m128 sums) { return _mm_cvtps_epi32(sums); }
+};
+
+/// How the scalar forms do: up from a fraction of 0.51.
+struct RoundLate {
+  static __m128i integers(__m128 sums) {
+    const __m128d addend = _mm_set1_pd(0.49);
+    const __m128i first = _mm_cvttpd_epi32(_mm_cvtps_pd(sums) + addend);
+    const __m128i last = _mm_cvttpd_epi32(_mm_cvtps_pd(_mm_movehl_ps(sums, sums)) + addend);
+    return _mm_unpacklo_epi64(first, last);
+  }
+};
+
+/// Four pixels, with the `backgrounds` in the lanes outside.
+template <class Offset, class Rounding>
 inline std::int32_t pixels_or_background(const unsigned char* src, int stride, const FourCoordinates& x,
                                          const FourCoordinates& y, __m128i backgrounds) {
   const __m128i inside = _mm_and_si128(x.inside, y.inside);
   if (_mm_movemask_epi8(inside) == 0) return four_bytes(backgrounds);
   const __m128 sums = sample_four<Offset>(src, stride, x, y);
-  return four_bytes(_mm_blendv_epi8(backgrounds, _mm_cvtps_epi32(sums), inside));
+  return four_bytes(_mm_blendv_epi8(backgrounds, Rounding::integers(sums), inside));
 }
 
 /// The packed forms begin the rows of their destination at multiples of 4: a stride that is no multiple of 4 lays them
 /// closer together than the source's.
 inline std::ptrdiff_t packed_pitch(int stride) { return stride & ~3; }
 
-}  // namespace zeb::frame
+}  // namespace zeb::warping

@@ -1,10 +1,11 @@
 #include <algorithm>
+#include <cstdlib>
 
 #include "frame/scratch.h"
-#include "transforms/bilinear.h"
+#include "transforms/warping.h"
 #include "zeb/transforms.h"
 
-using namespace zeb::frame;
+using namespace zeb::warping;
 
 namespace {
 
@@ -19,8 +20,34 @@ void map_row_of_groups(unsigned char* dst, const unsigned char* src, int width, 
   const __m128i backgrounds = _mm_cvtps_epi32(_mm_set1_ps(background));
   for (std::ptrdiff_t x = 0; x < width; x += 4) {
     const FourCoordinates columns(_mm_loadu_ps(map_x + x), x_min, x_max);
-    store_four(dst + x, pixels_or_background<Offset>(src, stride, columns, rows, backgrounds));
+    store_four(dst + x, pixels_or_background<Offset, RoundToEven>(src, stride, columns, rows, backgrounds));
   }
+}
+
+/// A disk of pixels: those at (dx, dy) with `dx * dx + dy * dy <= radius * radius`.
+class Disk {
+ public:
+  const int radius;
+
+  explicit Disk(int radius_) : radius(radius_), half_widths_(std::int64_t{radius_} + 1) {
+    if (!half_widths_) return;
+    const std::int64_t r = radius;
+    for (std::int64_t dy = 0, half = r; dy <= r; ++dy) {
+      while (half * half + dy * dy > r * r) --half;
+      half_widths_[dy] = static_cast<int>(half);
+    }
+  }
+  explicit operator bool() const { return static_cast<bool>(half_widths_); }
+
+  /// Of the row at `dy` from 0 to the radius; half the height of a column just as well.
+  int half_width(int dy) const { return half_widths_[dy]; }
+
+ private:
+  zeb::frame::Scratch<int> half_widths_;
+};
+
+void take_maxima(unsigned char* maxima, const unsigned char* row, std::ptrdiff_t columns) {
+  for (std::ptrdiff_t x = 0; x < columns; ++x) maxima[x] = std::max(maxima[x], row[x]);
 }
 
 }  // namespace
@@ -48,35 +75,35 @@ void map_data(unsigned char* dst, unsigned char* src, int width, int stride, int
 void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, int* out_height, int* out_stride,
                        int width, int height, int stride, int factor) {
   if (factor < 1 || factor > width / 10 || factor > height / 10) return;
-  const std::int64_t r = factor / 2 + 1;
-  const Scratch<int> half_widths(r + 1);  // of the disk's rows, from its centre downward
-  if (!half_widths) return;
-  for (std::int64_t dy = 0, half = r; dy <= r; ++dy) {
-    while (half * half + dy * dy > r * r) --half;
-    half_widths[dy] = static_cast<int>(half);
-  }
-
-  *out_width = width / factor;
-  *out_height = height / factor;
-  *out_stride = detail::round_up(*out_width, 4);
+  const Disk disk(factor / 2 + 1);
+  // A disk may reach one column behind the last one.
+  const std::ptrdiff_t length = std::ptrdiff_t{width} + 1;
+  const frame::Scratch<unsigned char> column_maxima(length);
+  if (!disk || !column_maxima) return;
+  const int columns = width / factor, rows = height / factor;
+  *out_width = columns;
+  *out_height = rows;
+  *out_stride = detail::round_up(columns, 4);
   const int margin_x = (width % factor) / 2, margin_y = (height % factor) / 2;
-  const int radius = static_cast<int>(r);
-  for (int y = 0; y < *out_height; ++y) {
-    // The disk is clipped by the position in the output against the size of the source: too much at the top and on the
-    // left, too little at the bottom and on the right.
-    const int dy_first = -std::min(y, radius), dy_last = std::min(height - 1 - y, radius);
-    for (int x = 0; x < *out_width; ++x) {
-      const int dx_first = -std::min(x, radius), dx_last = std::min(width - 1 - x, radius);
-      const unsigned char* const centre =
-          src + ((std::ptrdiff_t{factor} * y + margin_y) * stride + std::ptrdiff_t{factor} * x + margin_x);
-      unsigned char brightest = 0;
-      for (int dy = dy_first; dy <= dy_last; ++dy) {
-        const unsigned char* const row = centre + std::ptrdiff_t{dy} * stride;
-        const int half = half_widths[std::abs(dy)];
-        for (int dx = std::max(dx_first, -half); dx <= std::min(dx_last, half); ++dx)
-          brightest = std::max(brightest, row[dx]);
+  for (int y = 0; y < rows; ++y) {
+    unsigned char* const out = dst + std::ptrdiff_t{y} * *out_stride;
+    const unsigned char* const centre = src + (std::ptrdiff_t{factor} * y + margin_y) * stride;
+    std::fill_n(out, columns, static_cast<unsigned char>(0));
+    std::fill_n(column_maxima.data(), length, static_cast<unsigned char>(0));
+    // From the centre row outward: a column of the disk is complete when its last row has been taken in. The disk is
+    // clipped by the position in the output against the size of the source: too much at the top and on the left, too
+    // little at the bottom and on the right.
+    for (int dy = 0; dy <= disk.radius; ++dy) {
+      const int half = disk.half_width(dy);
+      const int last_x = std::min(columns, width - half) - 1;
+      const std::ptrdiff_t end = std::ptrdiff_t{factor} * last_x + margin_x + half + 1;
+      if (dy <= y) take_maxima(column_maxima.data(), centre - std::ptrdiff_t{dy} * stride, end);
+      if (dy > 0 && dy < height - y) take_maxima(column_maxima.data(), centre + std::ptrdiff_t{dy} * stride, end);
+      for (int dx = -half; dx <= half; ++dx) {
+        if (disk.half_width(std::abs(dx)) != dy) continue;
+        for (int x = std::max(0, -dx); x < std::min(columns, width - dx); ++x)
+          out[x] = std::max(out[x], column_maxima[std::ptrdiff_t{factor} * x + margin_x + dx]);
       }
-      dst[std::ptrdiff_t{y} * *out_stride + x] = brightest;
     }
   }
 }
@@ -84,15 +111,26 @@ void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, i
 Image<unsigned char> downsampling(Bitmap_<unsigned char>& src, float factor) {
   detail::require(1.0f >= factor);
   Image<unsigned char> warped(src.width, src.stride, src.height, {src.pixel_size_x, src.pixel_size_y});
-  // A stride that is no multiple of 4 leaves bytes of the packed warp unwritten.
-  if (warped.stride % 4 != 0) std::fill(warped.begin(), warped.end(), static_cast<unsigned char>(0));
-  transform(warped, src, factor, 0.0f, 0.0f, 0.0f, 0);
-
+  detail::require(warped.stride == src.stride);
   const auto reduced = [factor](int length) { return zeb::frame::trunc(static_cast<float>(length) * factor); };
-  Image<unsigned char> result(reduced(src.width), reduced(src.stride), reduced(src.height),
+  const int width = reduced(src.width), height = reduced(src.height);
+
+  Target target = Target::packed(warped.data, src.width, src.stride, src.height);
+  if (target.pitch == src.stride) {
+    target.columns = std::min<std::ptrdiff_t>(width, src.width);
+    target.rows = std::min(height, src.height);
+  } else {
+    // The rows of the packed warp lie closer together than those of the result are read. What it leaves is 0.
+    std::fill(warped.begin(), warped.end(), static_cast<unsigned char>(0));
+  }
+  warp_image<PackedBilinearSampler>(target, src.data, src.width, src.stride, src.height,
+                                    Similarity<EstimatedDivision>(0, 0, 0, 0, 0, factor), 0);
+
+  Image<unsigned char> result(width, reduced(src.stride), height,
                               {src.pixel_size_x.value / factor, src.pixel_size_y.value / factor});
-  for (int y = 0; y < result.height; ++y)
-    for (int x = 0; x < result.width; ++x) result.at(y, x) = warped.at(y, x);
+  if (width < 1) return result;
+  detail::require(width <= warped.width);
+  for (int y = 0; y < height; ++y) std::copy_n(warped.row(y), width, result.row(y));
   return result;
 }
 

@@ -46,6 +46,9 @@ ZEB_API void fill_rect(Bitmap_<unsigned char>& bitmap, int x1, int y1, int x2, i
 /// the padding and the next row, but never beyond the image's last row. The pixel sizes must not be 0.
 ZEB_API void fill_rect(Bitmap_<unsigned char>& bitmap, const Rect__<Point_<um>>& rect, unsigned char value);
 
+/// Fills the area of equal grey value around `seed` with `value`, see the raw `flood_fill`.
+ZEB_API void flood_fill(Bitmap_<unsigned char>& bitmap, Point_<unsigned int> seed, unsigned char value);
+
 /// \name Choice under a mask
 /// Each pixel of `dst` becomes that of `second` where `mask` is not 0, else that of `first`; either may be a constant.
 /// `dst` rules width, stride and height, and nothing is checked: all images must be laid out alike. `dst` may be any
@@ -87,6 +90,40 @@ ZEB_API void vDrawCircle(unsigned char* dst, int width, int height, int stride, 
 /// are filled over their whole length, with `y1 > y2` the columns over the whole height, with both everything outside
 /// the rectangle from (`x2`, `y2`) to (`x1`, `y1`).
 ZEB_API void vFillRect(unsigned char* dst, int x1, int y1, int x2, int y2, int stride, int height, unsigned char value);
+
+/// Fills the area of pixels that equal the seed's and are connected to it over their sides (not their corners) with
+/// `value`; a seed that has that value already changes nothing. The seed itself is not checked and must lie inside the
+/// buffer; one in the padding fills itself and what is connected to it within `width`. Memory grows with the outline of
+/// the area: throws `std::bad_alloc` where it is short.
+/// Source: P. S. Heckbert, "A Seed Fill Algorithm", Graphics Gems (1990), in its form with runs.
+ZEB_API void flood_fill(unsigned char* data, unsigned int width, unsigned int height, unsigned int stride,
+                        unsigned int x, unsigned int y, unsigned char value);
+
+/// Grows a mask over pixels of similar grey value: a clear mask pixel becomes 255 where one of its eight neighbours is
+/// set (not 0) and their grey values in `src` differ by at most `tolerance`, repeatedly, forward and backward, until a
+/// pass changes nothing. The outermost rows and columns are read as seeds but never set. `src` and `mask` share the
+/// geometry and must be different images. Images of fewer than 3 rows or columns stay as they are.
+ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int width, int stride, int height,
+                          unsigned char tolerance);
+
+/// Paints the regions inside closed outlines, layer by layer: areas inside the outermost outlines become 255, those of
+/// outlines within them 0, and so on, at most 100 layers deep. What lies within 3 pixels of an outline does not count
+/// as inside. A set pixel of `src` is one that is not 0. Each layer handles at most 10000 outlines; a single pixel has
+/// no area and cannot be passed, so that it uses up its layer and what lies below it in the image stays unpainted.
+///
+/// \param dst     cleared first, padding included, then painted; may be `src`
+/// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2
+/// \param cancel  null, or a word that ends the work when another thread makes it non-zero: it is read before each
+/// layer
+///                and each outline, without synchronisation. What was painted so far stays
+///
+/// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height * stride`
+/// beyond 32 bits or memory short.
+ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, int height, int stride, int close,
+                       unsigned int* cancel);
+/// The same with `close` 1.
+ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, int height, int stride,
+                       unsigned int* cancel);
 
 /// \name Choice under a mask on plain buffers
 /// As `zeb::interleave`. Where both sources are constants given as plain literals, name their type:

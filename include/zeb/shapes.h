@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -174,6 +175,37 @@ ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, uns
                               unsigned int index, Find_Active_Pixel_Mode mode, bool ascending);
 ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
                               Find_Active_Pixel_Mode mode, bool ascending);
+/// @}
+
+// ---- collections ----------------------------------------------------------------------------------------------------
+
+/// \name Collections
+/// Trace one outermost component after the other, in the raster order of their start pixels, and paint each one's
+/// filled outline with 0 before the next is sought. What lies in a hole of a component is wiped out with it and never
+/// reported. `ascending` is that of `find_next_shape`. Where memory is short the exception passes and the bitmap stays
+/// half wiped. An empty function is called like any other, which throws `std::bad_function_call`.
+/// @{
+
+/// All shapes. The bitmap is all zero afterwards.
+ZEB_API std::vector<Shape> get_all_shapes(Bitmap_<unsigned char>& bitmap, bool ascending);
+
+/// The shapes for which `predicate` returns true; it is called once for each shape, after the shape was wiped out. The
+/// bitmap is all zero afterwards.
+ZEB_API std::vector<Shape> get_all_shapes_with(Bitmap_<unsigned char>& bitmap,
+                                               std::function<bool(const Shape&)> predicate, bool ascending);
+
+/// The best of a limited number of shapes; an empty one without any. The best so far begins as the first shape; then
+/// `count` - 1 times the next shape is wiped out and takes over where `better(shape, best)` returns true. The first of
+/// these is the first shape once more: a `count` of 2 returns the first shape and wipes it, `count` = 3 compares two
+/// shapes. A `count` of 0 or 1 returns the first shape and leaves the bitmap as it is.
+ZEB_API Shape get_shape_with(Bitmap_<unsigned char>& bitmap, std::function<bool(const Shape&, const Shape&)> better,
+                             std::uint64_t count, bool ascending);
+
+/// `get_shape_with` for the largest `size()`; of equal ones the first.
+ZEB_API Shape get_longest_shape(Bitmap_<unsigned char>& bitmap, std::uint64_t count, bool ascending);
+
+/// The same over all shapes. The bitmap is all zero afterwards.
+ZEB_API Shape get_longest_shape(Bitmap_<unsigned char>& bitmap, bool ascending);
 /// @}
 
 }  // namespace zeb
@@ -380,8 +412,7 @@ enum class ScanSuzukiMode : std::int32_t {
 ///
 /// Any other mode keeps all contours and leaves the hierarchy alone. Throws `std::bad_alloc` ("bad allocation") where
 /// there is no memory for the work image, two bytes per pixel. Border numbers are held in 16 bits: from the 32767th
-/// contour on they wrap around, which spoils the hierarchy, and now and then the walk. A walk that has become endless
-/// by it, from the 65535th contour on, ends in `std::length_error` ("vector<T> too long").
+/// contour on they wrap around, which spoils the hierarchy and, from the 65535th on, some contours.
 ZEB_API void find_contours(std::vector<int>& hierarchy, std::vector<PointContainer<int>>& contours,
                            const Bitmap_<unsigned char>& bitmap, const ScanSuzukiMode& mode, const Point_<int>& offset);
 /// The same without a hierarchy.

@@ -43,6 +43,7 @@ ZEB_API float hist_width(const std::vector<float>& hist, float total, float lowe
 /// the two classes, a plateau where empty bins lie between the classes. Equal weights in bins 10 and 20 alone give 10
 /// and 19. A histogram with a single occupied bin, or none, has no such cut and leaves both as they are; `first` stays
 /// too where the largest variance is 0. Weights below 1e-8 count as none.
+///
 /// Source: N. Otsu, A threshold selection method from gray-level histograms, IEEE Trans. SMC 9 (1979).
 ZEB_API void otsu(const std::vector<float>& hist, int& first, int& last);
 
@@ -57,17 +58,21 @@ ZEB_API float otsu(const std::vector<float>& hist);
 /// Three properties to know: bin 0 counts in `total` only, a class of a single bin scores 0, and with `n` bins the last
 /// threshold is at most `n - 3`. Where no combination scores above 0, or `n` is below `classes + 2`, all thresholds are
 /// 0. `classes` below 2 gives an empty vector.
+///
 /// \param total  normalises the scores; 0 stands for the sum of the bins, truncated
-/// Needs `4 * n * n` bytes and throws `std::bad_alloc` ("bad allocation") without them; the time grows with the number
-/// of combinations, so this is for few classes.
+///
+/// Needs `4 * n * n` bytes and throws `std::bad_alloc` ("bad allocation") without them, and for more than 46272 bins.
+/// The time grows with the number of combinations, so this is for few classes.
+///
 /// Source: P.-S. Liao, T.-S. Chen, P.-C. Chung, A fast algorithm for multilevel thresholding, JISE 17 (2001).
 ZEB_API std::vector<int> multi_otsu(const std::vector<float>& hist, int classes, int total);
 
 /// Threshold of minimum cross entropy, by Li's iteration from the middle bin on. Each bin is counted one heavier than
 /// it is, and as the grey value one above its index. The iteration ends when the integer part of the threshold stays
 /// the same; nothing limits the number of rounds, and a histogram that makes it alternate is never left. A threshold
-/// that is no bin of the histogram ends it too and is the result. Fewer than 2 bins give 0. Source: C. H. Li, P. K. S.
-/// Tam, An iterative algorithm for minimum cross entropy thresholding, PRL 19 (1998).
+/// that is no bin of the histogram ends it too and is the result. Fewer than 2 bins give 0.
+///
+/// Source: C. H. Li, P. K. S. Tam, An iterative algorithm for minimum cross entropy thresholding, PRL 19 (1998).
 ZEB_API float li_entropy(std::vector<float> hist);
 /// @}
 
@@ -82,7 +87,8 @@ enum class L1_norm_mode : std::int32_t {
 /// @{
 
 /// Share of the pixels that `mode` counts, with the repeated and lost rows of the kernels from a height of 255 on.
-/// Geometry and stride of `a` hold for both images. Any other `mode` throws `std::logic_error` ("impossible l1 mode").
+/// Geometry and stride of `a` hold for both images; with a `height` of 0 their first rows must exist all the same. Any
+/// other `mode` throws `std::logic_error` ("impossible l1 mode").
 ZEB_API float l1_norm(const Mat<unsigned char>& a, const Mat<unsigned char>& b, L1_norm_mode mode);
 
 /// Share of set pixels, see `fMMPatternL1Norm`.
@@ -123,9 +129,10 @@ ZEB_API void bitmap_histogram(float* hist, const unsigned char* src, int width, 
 /// \return 0 for a histogram that weighs less than 1e-8 or has no bins
 /// @{
 
-/// Trimmed mean of the bin index.
+/// Trimmed mean of the bin index: the sum of `i * weight` over the band, divided by `(upper - lower) * total`. Weights
+/// of 8 in bins 10 and 20 have the mean 15, and between the quantiles 0.125 and 0.75 the mean (6 * 10 + 4 * 20) / 10.
 ZEB_API float hist_average(const float* hist, float total, int n, float lower, float upper);
-/// Trimmed width: how many bins the band covers.
+/// Trimmed width: how many bins the band covers, 0.75 + 9 + 0.5 in the same example.
 ZEB_API float hist_width(const float* hist, float total, int n, float lower, float upper);
 /// @}
 

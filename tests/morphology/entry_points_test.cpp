@@ -113,7 +113,7 @@ TEST(Morphology, GatherAndScatterOnAnyLayout) {
 TEST(Morphology, SequencesRunInTheirOrder) {
   std::mt19937 engine(2);
   for (int i = 0; i < 200; ++i) {
-    const MorphOpMode mode = std::vector<MorphOpMode>{automatic, distance, recursive, thin, direct}[i % 5];
+    const MorphOpMode modes[] = {automatic, distance, recursive, thin, direct}, mode = modes[i % 5];
     const bool rectangular = i / 5 % 2 != 0;
     const int size = pick(engine, 0, 40), threshold = pick(engine, 0, 254);
     const int width = 2 * size + pick(engine, 1, 90), stride = width + pick(engine, 0, 20);

@@ -103,7 +103,8 @@ TEST(RunningCount, IsTheSetDefinitionWhereItIsClipped) {
     for (int i = 0; i < 12; ++i) {
       const Call c{radius, radius, 0, 0, i & 1, thresholds[i % 5], i >> 1 & 1};
       const int widest = radius > 63 ? pick(engine, 1, 300) : 2 * radius + pick(engine, 1, 60);
-      const int width = i < 4 ? 2300 : widest, stride = width + pick(engine, 0, 20), height = pick(engine, 1, 90);
+      const int width = i < 4 ? 2300 : widest, stride = width + pick(engine, 0, 20),
+                height = i < 4 ? 12 : pick(engine, 1, 90);
       SCOPED_TRACE(::testing::Message() << c << ", width " << width << ", stride " << stride << ", height " << height);
       const Picture src = noise(engine, width, stride, height, c, 2000);
       Picture expected(width, stride, height), dst(width, stride, height);

@@ -242,18 +242,18 @@ TEST(Hull, HugeAreasAndLinesLeaveTheCorners) {
 
 TEST(Hull, ShortChainsAndShortMemoryGiveNothing) {
   const std::vector<char> chain = {1, 1, 1, 3, 3, 5, 5, 5, 7, 7};
-  for (int successes = -1; successes <= 5; ++successes) {
+  for (int successes = -1; successes <= 3; ++successes) {
     const FailingAllocations failing(successes);
-    const bool enough = successes < 0 || successes == 5;
+    const bool enough = successes < 0 || successes == 3;
     EXPECT_EQ(hull_of(chain, 0, 0).size(), enough ? 4u : 0u);
   }
-  for (int successes = 0; successes < 5; ++successes) {
-    const FailingAllocations failing(successes);
-    Rectangle r;
+  Rectangle r;
+  {
+    const FailingAllocations failing(0);
     vMER(chain.data(), 10, 0, 0, r.xs, r.ys, &r.length, &r.width);
     EXPECT_TRUE(r == (Rectangle{{}, {}, 0, 0}));
   }
-  Rectangle r;
+  r = Rectangle();
   vMER(chain.data(), 8, 0, 0, r.xs, r.ys, &r.length, &r.width);
   EXPECT_TRUE(r == (Rectangle{{}, {}, 0, 0}));
   int *xs = nullptr, *ys = nullptr, count = -1;

@@ -157,6 +157,12 @@ TEST(CalcParam, DegenerateLists) {
   none.plain();
   EXPECT_TRUE(std::isnan(none.center_x) && std::isnan(none.shift_y));
   EXPECT_EQ(none.angle, 0);
+  // A quarter turn of points so close together that the angle counts as undetermined, and a little farther apart.
+  for (const float size : {0.7e-4f / 2, 0.8e-4f}) {
+    Fit tiny{{size, -size}, {0, 0}, {0, 0}, {-size, size}};
+    tiny.plain();
+    EXPECT_EQ(tiny.angle, size < 0.5e-4f ? 0 : asinf(1)) << size;
+  }
   Fit weightless{{1, 2}, {3, 5}, {2, 7}, {1, 1}};
   weightless.weighted({-1, -1}, {1, 1}, {1, 1});
   for (const float f : {weightless.center_x, weightless.center_y, weightless.shift_x, weightless.shift_y})

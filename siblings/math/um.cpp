@@ -1,4 +1,0 @@
-#include "zeb/um.h"
-
-// Callers store lengths as plain floats and read them back through `value`.
-static_assert(sizeof(zeb::um) == sizeof(float));
