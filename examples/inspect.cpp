@@ -23,7 +23,7 @@ struct Options {
   std::string mask_file, csv_file, json_file;
   float pixel_size = 1;  // micrometres
   float background = 0;  // micrometres; 0 chooses it by the image
-  float opening = -1;    // micrometres; negative chooses two pixels
+  float opening = -1;    // micrometres; negative chooses three pixels
   float smallest = -1;   // micrometres; negative chooses ten pixels
   int threshold = -1;    // negative chooses it by the image
 };
@@ -51,7 +51,7 @@ int in_pixels(float micrometres, const Options& options) {
 
 /// The difference from the local mean, around a middle grey: bright parts stand out equally on bright and dark ground.
 zeb::Image<unsigned char> even_out(const zeb::Bitmap_<unsigned char>& photograph, const Options& options) {
-  const int automatic = std::min(photograph.width, photograph.height) / 2;
+  const int automatic = std::min(photograph.width, photograph.height) / 3;
   const int window = options.background > 0 ? in_pixels(options.background, options) : automatic;
   zeb::Image<unsigned char> even = like(photograph);
   zeb::hp_filter(even, photograph, window | 1, window | 1, 128);
@@ -71,6 +71,14 @@ void print_statistics(const char* name, const zeb::Bitmap_<unsigned char>& image
               static_cast<double>(zeb::average(image, {})),
               static_cast<double>(zeb::hist_average(histogram, 0.2f, 0.3f)),
               static_cast<double>(zeb::hist_width(histogram, 0.25f, 0.75f)));
+}
+
+/// Bridges cracks in the parts, fills what they enclose, and takes away what is thinner than the opening's disk.
+void clean(zeb::Bitmap_<unsigned char>& cleaned, const zeb::Bitmap_<unsigned char>& mask, int radius) {
+  zeb::Image<unsigned char> bridged = like(mask), filled = like(mask);
+  zeb::closing(bridged, mask, radius, 127, zeb::MorphOpMode::morph_auto, false);
+  for (const zeb::Shape& shape : zeb::get_all_shapes(bridged, true)) zeb::draw_filled_shape(filled, shape, 255);
+  zeb::opening(cleaned, filled, 2 * radius, 127, zeb::MorphOpMode::morph_auto, false);
 }
 
 Part measure(const zeb::Shape& shape, zeb::Bitmap_<unsigned char>& canvas) {
@@ -214,8 +222,8 @@ void inspect(const Options& options) {
   const int threshold = options.threshold >= 0 ? options.threshold : choose_threshold(even);
   zeb::Image<unsigned char> mask = like(even), cleaned = like(even);
   zeb::thresholding(mask, even, static_cast<unsigned char>(threshold), 255, zeb::ThresholdMode::InverseBinary);
-  const int radius = options.opening >= 0 ? in_pixels(options.opening, options) : 2;
-  zeb::opening(cleaned, mask, radius, 127, zeb::MorphOpMode::morph_auto, false);
+  const int radius = options.opening >= 0 ? in_pixels(options.opening, options) : 3;
+  clean(cleaned, mask, radius);
   if (!options.mask_file.empty()) example::write_png(options.mask_file, cleaned);
 
   const std::vector<Part> parts = find_parts(cleaned, options);
