@@ -117,8 +117,8 @@ ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int wid
 /// layer
 ///                and each outline, without synchronisation. What was painted so far stays
 ///
-/// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height * stride`
-/// beyond 32 bits or memory short.
+/// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height *
+/// stride` beyond 32 bits or memory short.
 ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, int height, int stride, int close,
                        unsigned int* cancel);
 /// The same with `close` 1.
