@@ -198,11 +198,11 @@ class BorderScan {
 
   /// Marks a pixel that the walk leaves.
   void mark_pixel(Point_<int> p, bool right_seen, short positive, short negative) const {
-    short* const element = image_.data + (std::ptrdiff_t{p.y} * image_.stride + p.x);
-    if (right_seen && element[1] == 0)
-      *element = negative;
-    else if (*element == 1)
-      *element = positive;
+    short& element = image_.at(p.y, p.x);
+    if (right_seen && image_.at(p.y, p.x + 1) == 0)
+      element = negative;
+    else if (element == 1)
+      element = positive;
   }
 
   void append(Point_<int> p) { path_.add(wrapping_add(p.x, offset_.x), wrapping_add(p.y, offset_.y)); }
