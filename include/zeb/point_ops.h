@@ -173,7 +173,8 @@ ZEB_API void vBMMulS(unsigned char* dst, const unsigned char* a, const unsigned 
 ZEB_API void vBMMulS(unsigned char* dst, const unsigned char* src, int width, int stride, int height, float factor);
 
 /// Reciprocal `2^shift * value / src`, limited to 255; a pixel of 0 gives 255 unless `value` is 0. Rounded to nearest,
-/// ties to even, in the whole groups of 16, truncated in the last `width & 15` columns. The shift is taken modulo 32.
+/// ties to even, in the whole groups of 16, truncated in the last `width & 15` columns. The shift is taken modulo 32;
+/// one of 31 makes the numerator negative, which gives 0 in the groups and the quotient's low byte behind them.
 ZEB_API void vInvertVideo(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                           unsigned char value, int shift);
 /// @}
