@@ -259,7 +259,7 @@ ZEB_API void Kantenfilter(unsigned char* dst, const unsigned char* src, int widt
 /// \name Grey-level filters
 /// Filters on the statistics of a neighbourhood or of the image. Those in `width, stride, height` order and those in
 /// `width, height, stride` order live side by side: mind the argument lists. A `width` or `height` below 1 or a
-/// negative radius does nothing.
+/// negative radius does nothing, except that the event removers treat the padding as ever for a `width` below 1.
 /// @{
 
 /// Robust local grey value. A Gaussian window weighs the pixels around each pixel into a histogram, of which a band
@@ -269,19 +269,17 @@ ZEB_API void Kantenfilter(unsigned char* dst, const unsigned char* src, int widt
 /// The arithmetic is fixed point with 15 bits for the weights and truncates throughout, so a mean is the exact one or
 /// slightly less. Eight pixels are filtered at a time: with `hx = size_x / 2` and `hy = size_y / 2`, the groups begin
 /// at the columns `hx, hx + 8, ...` below `(width & ~7) - hx`, and rows run from `hy` to `height - hy - 1`. Each group
-/// is written whole. So it may reach into the right border, and with an `hx` of 1 to 3 it reaches behind column `width
-/// & ~7`, into the padding or the first columns of the next row if need be, though never behind the last row with its
-/// stride. What no group covers is left alone. \param src                    up to 6 bytes behind the last row are read
-/// where the last group needs them for pixels
+/// is written whole. So it may reach into the right border, and with an `hx` of 1 to 3 it reaches behind column
+/// `width & ~7`, into the padding or the first columns of the next row if need be, though never behind the last row
+/// with its stride. What no group covers is left alone.
+/// \param src                    up to 6 bytes behind the last row are read where the last group needs them for pixels
 ///                               in the right border, unless the stride exceeds `width & ~7` by as much
 /// \param fraction1, fraction2   the quantiles, 0 to 1, in any order. Equal ones select a single unit of weight.
 /// \param size_x, size_y         window size in pixels; `2 hx + 1` by `2 hy + 1` pixels are used. An image of less
-/// rows,
-///                               or with `width & ~7` below `2 hx + 1`, is left alone.
+///                               rows, or with `width & ~7` below `2 hx + 1`, is left alone.
 /// \param falloff                the weight of a pixel at (x, y) from the centre is `exp(-(x^2 + y^2) |falloff|)`
 /// \param mode                   0 for the mean grey value within the band, anything else for its width, the distance
-/// in
-///                               grey levels between the quantiles
+///                               in grey levels between the quantiles
 ZEB_API void vGaussFilter(unsigned char* dst, unsigned char* src, int width, int stride, int height, float fraction1,
                           float fraction2, int size_x, int size_y, float falloff, int mode);
 
@@ -295,10 +293,11 @@ ZEB_API void vGreyFilter(unsigned char* dst, unsigned char* src, int width, int 
 ZEB_API void vHistEqual(unsigned char* dst, unsigned char* src, int width, int stride, int height);
 
 /// Reduces each whole cell to one pixel, in the top left `width / cell_width` by `height / cell_height` pixels of
-/// `dst`; the rest of `dst` is left alone. Note the order `width, height, stride`. \param dst    may be `src` \param
-/// mode   0 for the mean, truncated. 1 for the minimum and 2 for the maximum **of this and all earlier cells**,
+/// `dst`; the rest of `dst` is left alone. Note the order `width, height, stride`. A cell size below 1 does
+/// nothing.
+/// \param dst    may be `src`
+/// \param mode   0 for the mean, truncated. 1 for the minimum and 2 for the maximum **of this and all earlier cells**,
 ///               row by row: a 0 in the first cell makes all cells 0. Any other value does nothing.
-/// A cell size below 1 does nothing.
 ZEB_API void vCoarseGrain(unsigned char* dst, unsigned char* src, int width, int height, int stride, int cell_width,
                           int cell_height, int mode);
 
