@@ -106,7 +106,9 @@ void add_whole_row(Size size) {
         return [=] {
           const auto contours = o->peer_traced();
           cv::Mat drawing = peer_view(o->drawing);
-          cv::drawContours(drawing, contours, -1, cv::Scalar(255), cv::FILLED);
+          // One by one is the quicker way for the peer.
+          for (int i = 0; i < static_cast<int>(contours.size()); ++i)
+            cv::drawContours(drawing, contours, i, cv::Scalar(255), cv::FILLED);
           peer_rectangles(contours);
         };
       }));

@@ -1,6 +1,6 @@
 #include "morphology/marking.h"
 
-#include <cmath>
+#include <cstdlib>
 #include <limits>
 
 /// The image is processed in tiles of bits, one a pixel. Each source row becomes a row of bits, 1 for a decisive pixel.
@@ -15,7 +15,7 @@ using frame::load;
 using frame::store;
 
 constexpr int word_bits = 64;
-constexpr int tile_columns = 1024;   ///< at most, a multiple of 128
+constexpr int tile_columns = 2048;   ///< at most, a multiple of 128
 constexpr int tile_bytes = 1 << 16;  ///< bits of the result: small enough for any stack and for a second-level cache
 constexpr std::int64_t nowhere = std::numeric_limits<std::int64_t>::max();
 
@@ -286,16 +286,6 @@ class Marking {
 };
 
 }  // namespace
-
-int disk_half_width(int radius, int i) {
-  const auto fits = [square = std::int64_t{radius} * radius - std::int64_t{i} * i](std::int64_t t) {
-    return t * t <= square;
-  };
-  auto t = static_cast<std::int64_t>(std::sqrt(static_cast<double>(radius) * radius - static_cast<double>(i) * i));
-  while (!fits(t)) --t;
-  while (fits(t + 1)) ++t;
-  return static_cast<int>(t);
-}
 
 void mark(const Images& images, Decisive decisive, const Element& element, Point_<int> offset, unsigned char hit) {
   if (!images.empty()) Marking(images, decisive, element, offset, hit).run();

@@ -23,33 +23,22 @@ constexpr int to_the_left = 7;
 constexpr int image_frame = 1;   // the border that stands for the frame of the image
 constexpr int first_number = 2;  // number of the first contour's border
 
-/// Column of the first element that is not 0 from column `from` up to, and without, `to`; `to` if there is none.
-int first_nonzero(const short* row, int from, int to) {
-  int x = from;
-  for (; x + 8 <= to; x += 8) {
-    const __m128i elements = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
-    const int zero_bytes = _mm_movemask_epi8(_mm_cmpeq_epi16(elements, _mm_setzero_si128()));
-    if (zero_bytes != 0xFFFF) return x + __builtin_ctz(static_cast<unsigned>(~zero_bytes)) / 2;
-  }
-  for (; x < to; ++x)
-    if (row[x] != 0) return x;
-  return to;
-}
-
 /// The next element that is not 0 at or after `from` in raster order, as far as it is looked at: below the last whole
 /// 64 columns, 8 elements are looked at and 56 stepped over, counted from where the search begins in the row.
 boost::optional<Point_<int>> next_nonzero(const Bitmap_<short>& image, Point_<int> from) {
-  const int stepped_over_below = image.width & ~63;
+  const int width = image.width, stepped_over_below = width & ~63;
   int x = from.x;
   for (int y = from.y; y < image.height; ++y, x = 0) {
     const short* row = image.data + std::ptrdiff_t{y} * image.stride;
-    for (; x < stepped_over_below; x += 64) {
-      const int last = std::min(x + 8, image.width);
-      const int hit = first_nonzero(row, x, last);
-      if (hit < last) return Point_<int>{hit, y};
+    for (; width - x >= 8; x += x < stepped_over_below ? 64 : 8) {
+      const __m128i elements = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+      if (_mm_testz_si128(elements, elements) != 0) continue;
+      const int zero_bytes = _mm_movemask_epi8(_mm_cmpeq_epi16(elements, _mm_setzero_si128()));
+      return Point_<int>{x + __builtin_ctz(static_cast<unsigned>(~zero_bytes)) / 2, y};
     }
-    const int hit = first_nonzero(row, x, image.width);
-    if (hit < image.width) return Point_<int>{hit, y};
+    // Fewer than 8 are left. In a group that is stepped over behind them nothing is left either.
+    for (; x < width; ++x)
+      if (row[x] != 0) return Point_<int>{x, y};
   }
   return {};
 }
@@ -106,7 +95,7 @@ class BorderScan {
       if (!found) break;
       const Point_<int> p = found.value();
       visit(p);
-      position = {p.x + 1, p.y};
+      position = {past_inner_elements(p.x + 1, p.y), p.y};
     }
   }
 
@@ -120,6 +109,19 @@ class BorderScan {
   bool is_outer(std::size_t contour) const { return is_outer_[contour + first_number]; }
 
  private:
+  /// Passes over elements of 1 between elements that are not 0, on which a visit does nothing. It would come to each of
+  /// them, since the search looks at the element that it begins with.
+  int past_inner_elements(int x, int y) const {
+    const short* row = image_.data + std::ptrdiff_t{y} * image_.stride;
+    if (row[x - 1] == 0) return x;
+    const __m128i ones = _mm_set1_epi16(1);
+    for (; image_.width - x >= 8; x += 7) {
+      const __m128i elements = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(elements, ones)) != 0xFFFF) break;
+    }
+    return x;
+  }
+
   void visit(Point_<int> p) {
     const short f = image_.at(p.y, p.x);
     if (f == 1 && image_.at(p.y, p.x - 1) == 0) {
@@ -234,11 +236,16 @@ Image<short> framed_bits(const Bitmap_<unsigned char>& bitmap) {
   const int width = std::max(bitmap.width, 0), height = std::max(bitmap.height, 0);
   if (width > std::numeric_limits<int>::max() - 2) throw mem::bad_allocation();
   Image<short> framed(width + 2, 16, wrapping_add(height, 2), {});
-  std::fill(framed.begin(), framed.end(), short{0});
-  for (int y = 0; y < height; ++y) {
-    const unsigned char* from = bitmap.data + std::ptrdiff_t{y} * bitmap.stride;
-    short* to = framed.data + (std::ptrdiff_t{y + 1} * framed.stride + 1);
-    for (int x = 0; x < width; ++x) to[x] = from[x] & 1;
+  for (int y = 0; y < framed.height; ++y) {
+    short* const to = framed.data + std::ptrdiff_t{y} * framed.stride;
+    if (y == 0 || y > height) {
+      std::fill_n(to, framed.stride, short{0});
+      continue;
+    }
+    const unsigned char* const from = bitmap.data + std::ptrdiff_t{y - 1} * bitmap.stride;
+    to[0] = 0;
+    for (int x = 0; x < width; ++x) to[x + 1] = from[x] & 1;
+    std::fill(to + width + 1, to + framed.stride, short{0});
   }
   return framed;
 }

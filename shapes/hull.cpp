@@ -27,12 +27,18 @@ class HullFinder {
     hull_x_ = hull_ + count + 2;
     hull_y_ = hull_x_ + count + 1;
 
-    int smallest = 0, largest = 0;
+    int smallest = 0, min_x = x, largest = 0, max_x = x;
     for (int i = 0; i < count; ++i) {
       xs_[i] = x;
       ys_[i] = y;
-      if (x < xs_[smallest]) smallest = i;
-      if (x > xs_[largest]) largest = i;
+      if (x < min_x) {
+        min_x = x;
+        smallest = i;
+      }
+      if (x > max_x) {
+        max_x = x;
+        largest = i;
+      }
       const int code = chain[i] & 7;
       x = wrapping_add(x, zeb::shapes::dx[code]);
       y = wrapping_add(y, zeb::shapes::dy[code]);

@@ -4,25 +4,23 @@
 #include <stdexcept>
 #include <vector>
 
-#include "frame/packed.h"
 #include "shapes/directions.h"
+#include "shapes/row_scan.h"
 #include "shapes/walk.h"
 #include "zeb/shapes.h"
 
-using namespace zeb::frame;
 using zeb::Find_Active_Pixel_Mode;
 using zeb::Point_;
 using zeb::Shape;
 using zeb::shapes::dx;
 using zeb::shapes::dy;
+using zeb::shapes::first_set;
 using zeb::shapes::next_code;
 using zeb::shapes::Source;
 
 namespace {
 
 using Start = std::optional<Point_<int>>;
-
-bool any_set(__m128i pixels) { return _mm_testz_si128(pixels, pixels) == 0; }
 
 // ---- the walk -------------------------------------------------------------------------------------------------------
 
@@ -138,13 +136,8 @@ int start_direction(Find_Active_Pixel_Mode mode, bool ascending) {
 
 /// The first set pixel of row `y` from column `x` on.
 Start first_in_row(const Source& source, int y, int x = 0) {
-  const unsigned char* row = source.row(y);
-  const int width = source.width();
-  while (x + 16 <= width && !any_set(load(row + x))) x += 16;
-  for (; x < width; ++x) {
-    if (row[x] != 0) return Point_<int>{x, y};
-  }
-  return {};
+  const std::ptrdiff_t found = first_set(source.row(y), x, source.width());
+  return found < source.width() ? Start({static_cast<int>(found), y}) : Start();
 }
 
 Start last_in_row(const Source& source, int y, int x) {
@@ -165,7 +158,7 @@ Start from_right_in_row(const Source& source, int y) {
   for (; x > whole; --x) {
     if (row[x] != 0) return Point_<int>{x, y};
   }
-  while (x >= 16 && !any_set(load(row + x - 16))) x -= 16;
+  while (x >= 16 && first_set(row, x - 16, x) == x) x -= 16;
   return last_in_row(source, y, x);
 }
 

@@ -19,6 +19,8 @@
 /// | `vMMRecursiveMorphOp`, `vMMRecursiveEllipticMorphOp` | pixel <= threshold | 0 | copies grey values and padding |
 /// | `vMMMorphOpDist` | pixel <= threshold | is kept | thresholds |
 ///
+/// (An ellipse stamped with equal radii below 63 belongs to the third row.)
+///
 /// A dilation takes `pixel > threshold` as foreground in all of them: a pixel equal to the threshold is foreground to
 /// the erosion of the first two rows and background everywhere else.
 ///

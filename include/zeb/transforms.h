@@ -186,4 +186,33 @@ ZEB_API void map_data(unsigned char* dst, unsigned char* src, int width, int str
 ZEB_API void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, int* out_height, int* out_stride,
                                int width, int height, int stride, int factor);
 
+// ---- rotation search ------------------------------------------------------------------------------------------------
+
+/// \name Rotation between two images
+/// Neither needs points that correspond, and neither warps anything.
+/// @{
+
+/// Measures how one image is turned and scaled against another from the straight lines in both: their directions give
+/// the rotation, the spacings of parallel ones the scale. Lines are found by random sampling, see `CalcLinesRandom`,
+/// which seeds the process-wide `rand`; both images should be edge images.
+///
+/// Directions and spacings go into histograms of twice the mean side length bins, 2000 at most. Images without lines
+/// give an angle of 0 and a scale somewhat below 1.
+/// \param angle    rotation in radians, the second image's directions minus the first one's
+/// \param scale    scale of the first image against the second one
+/// Where memory is short, or a size is below 1, neither is written.
+ZEB_API void vFindRotationAngle(float* angle, float* scale, unsigned char* image1, unsigned char* image2, int width,
+                                int height, int stride);
+
+/// Measures the rotation between two images in polar form, with one row per angle step over a full turn and one column
+/// per radius: the mean of the shifts of the four, out of sixteen radial bands, that agree best with all others.
+/// Columns beyond 16 times `width / 16` are ignored. Shifts on both sides of the end of the turn pull the mean the
+/// other way.
+/// \param trace    null, or an image of `stride` by `height` pixels that receives the profiles of the bands of the
+///                 second (200) and of the first image (120), the shifts found (120) and the result (255)
+/// \return the angle in radians, 0 where memory is short or `height` is below 1
+ZEB_API float fMatchAngleFromPolar(unsigned char* polar1, unsigned char* polar2, int width, int height, int stride,
+                                   unsigned char* trace);
+/// @}
+
 }  // namespace zeb

@@ -199,8 +199,8 @@ TEST(Elliptic, ChangesOf128RowsWrapAround) {
     run_elliptic(vMMRecursiveEllipticMorphOp, dst, src, height, c);
     ASSERT_TRUE(same(expected, dst));
   }
-  // One bright column under an element of 2*64+1 rows, seen from the middle of 129: a change of 129 wraps to -127,
-  // which a block's dilation takes for nothing, and its leaving brings 127-127.
+  // One bright column under an element of 2 * 64 + 1 rows: in the middle row all 129 enter at once, which wraps to
+  // -127 and counts as nothing in a block; as they leave, +127 takes the count back to 0. 127 rows still fit.
   Picture column(100, 100, 129), dst(column);
   for (int y = 0; y < 129; ++y) column(40, y) = 255;
   run_elliptic(vMMRecursiveEllipticMorphOp, dst, column, 129, {2, 64, 0, 0, 0, 0, 1});

@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include "tests/support/picture.h"
+#include "tests/support/random_geometry.h"
+#include "zeb/fitting.h"
+
+using zeb::Point_;
+using zeb::testing::Geometry;
+using zeb::testing::pick;
+using zeb::testing::Picture;
+
+namespace {
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+const float nan = std::nanf("");
+
+struct CrossPoint {
+  float x, y;
+
+  CrossPoint(float angle1, float distance1, float angle2, float distance2) {
+    zeb::GetCrossPointHesse(&x, &y, angle1, distance1, angle2, distance2);
+  }
+};
+
+TEST(HesseLines, CrossWhereBothEquationsHold) {
+  for (float a = -3.0f; a < 3.1f; a += 0.37f)
+    for (float turn : {0.3f, 1.2f, 2.5f, -0.8f, 9.0f}) {
+      const CrossPoint p(a, 12.0f, a + turn, -7.0f);
+      EXPECT_NEAR(p.x * cosf(a) + p.y * sinf(a), 12.0f, 1e-3f) << a << " " << turn;
+      EXPECT_NEAR(p.x * cosf(a + turn) + p.y * sinf(a + turn), -7.0f, 1e-3f) << a << " " << turn;
+    }
+}
+
+TEST(HesseLines, EqualAnglesNeverCross) {
+  for (const auto& [a, b] : {std::pair{1.0f, 1.0f}, {0.0f, 6.2831855f}, {0.0f, infinity}, {3e9f, -3e9f}}) {
+    const CrossPoint p(a, 1, b, 2);
+    EXPECT_EQ(p.x, 1e8f) << a << " " << b;
+    EXPECT_EQ(p.y, 1e8f);
+  }
+}
+
+TEST(HesseLines, DistanceTakesTheShorterWayRound) {
+  EXPECT_NEAR(zeb::fLineDistHesse(0.1f, 5, 6.1831855f, 5, 100), 0.2f, 1e-6f);
+  EXPECT_FLOAT_EQ(zeb::fLineDistHesse(1, 20, 1, 5, 100), 0.3f);
+  EXPECT_FLOAT_EQ(zeb::fLineDistHesse(0.4f, 20, 0, 5, 100), 0.5f);
+}
+
+TEST(Points, DistanceFromALineIsSigned) {
+  EXPECT_EQ(zeb::distance_point_line(3, 5, 0, 0, 10, 0), 5.0f);
+  EXPECT_EQ(zeb::distance_point_line(3, 5, 10, 0, 0, 0), -5.0f);
+  EXPECT_EQ(zeb::distance_point_line(7, 9, 4, 5, 4, 5), 5.0f) << "no line: the plain distance";
+  EXPECT_EQ(zeb::euclidean_distance(1, 2, 4, 6), 5.0f);
+}
+
+TEST(Points, CompareForSorting) {
+  const auto compare = [](float a, float b) { return zeb::iCompf(&a, &b); };
+  EXPECT_EQ(compare(2, 1), 1);
+  EXPECT_EQ(compare(1, 2), -1);
+  EXPECT_EQ(compare(1, 1), 0);
+  EXPECT_EQ(compare(nan, 1), 0);
+}
+
+std::vector<float> edges(Picture& image, int falling, float threshold) {
+  std::vector<float> positions(static_cast<std::size_t>(image.width()), -1.0f);
+  zeb::GetEdgeFineRes(positions.data(), image.data(), image.width(), image.stride(), image.height(), falling,
+                      threshold);
+  return positions;
+}
+
+/// One column as it is described, with the two ways of choosing the peak.
+float edge_of_column(const Picture& image, int x, int falling, float threshold, bool packed) {
+  const float sign = falling == 0 ? 1.0f : -1.0f;
+  const auto d = [&](int y) { return static_cast<float>(image(x, y + 1) - image(x, y - 1)) * sign; };
+  float peak = threshold, peak_row = -100.0f;
+  for (int y = 1; y <= image.height() - 2; ++y)
+    if (packed ? !(d(y) < peak) : d(y) > peak) {
+      peak = packed && peak > d(y) ? peak : d(y);
+      peak_row = static_cast<float>(y);
+    }
+  const float half = 0.5f * peak;
+  float weight = 0, moment = 0;
+  for (int y = 1; y <= image.height() - 2; ++y)
+    if (fabsf(static_cast<float>(y) - peak_row) < 5.5f && d(y) >= half) {
+      weight += d(y);
+      moment += d(y) * static_cast<float>(y);
+    }
+  return moment / (weight > 1.0f ? weight : 1.0f) + 0.5f;
+}
+
+TEST(FineEdge, MatchesTheRuleInAllColumns) {
+  std::mt19937 engine(1);
+  for (int i = 0; i < 300; ++i) {
+    const auto g = Geometry::random(engine, i % 20 == 0 ? 600 : 70, 60);
+    Picture image = Picture::random(engine, g.width, g.stride, g.height, g.offset);
+    if (i % 2 == 0)  // few grey values, many ties
+      for (int y = 0; y < g.height; ++y)
+        for (int x = 0; x < g.width; ++x) image(x, y) = static_cast<unsigned char>(image(x, y) >> 6);
+    const int falling = i % 3;
+    const float thresholds[] = {0, 2, 3, 2.5f, 100, -3, -1000, 255, 1000, infinity, -infinity, nan};
+    const float threshold = thresholds[pick(engine, 0, 11)];
+    const auto positions = edges(image, falling, threshold);
+    for (int x = 0; x < g.width; ++x)
+      ASSERT_EQ(positions[static_cast<std::size_t>(x)],
+                edge_of_column(image, x, falling, threshold, x < (g.width & ~15)))
+          << g << ", x " << x << ", threshold " << threshold << ", falling " << falling;
+  }
+}
+
+TEST(FineEdge, TiesAndTheThresholdItselfDependOnTheColumn) {
+  // Two steps of 20, too far apart to share a window, in columns 0 (of a block) and 16 (of the rest).
+  Picture image(17, 17, 40);
+  for (int x = 0; x < 17; ++x)
+    for (int y = 5; y < 40; ++y) image(x, y) = y < 25 ? 20 : 40;
+  // Rows 4 and 5 see the first step, rows 24 and 25 the second one.
+  EXPECT_EQ(edges(image, 0, 10)[0], 25.0f);
+  EXPECT_EQ(edges(image, 0, 10)[16], 5.0f);
+  EXPECT_EQ(edges(image, 0, 20)[0], 25.0f);
+  EXPECT_EQ(edges(image, 0, 20)[16], 0.5f);
+  EXPECT_EQ(edges(image, 1, 10)[0], 0.5f) << "no falling edge";
+}
+
+TEST(CentreOfGravity, OfAPeakBetweenItsCrossings) {
+  float guarded[] = {0, 0, 0, 4, 8, 4, 0, 0, 0};
+  float* profile = guarded + 1;
+  EXPECT_EQ(zeb::fCalcCG(profile, 3, 0, 7, 3, 3, 0.5f), 3.0f);
+  EXPECT_EQ(zeb::fCalcCG(profile, 3, 0, 7, 0, 0, 0.25f), 3.0f);
+  EXPECT_EQ(zeb::fCalcCG(profile, 7, 0, 7, 3, 3, 0.5f), 0.0f);
+  EXPECT_EQ(zeb::fCalcCG(profile, -1, 0, 7, 3, 3, 0.5f), 0.0f);
+
+  // Level 5 is crossed between 4 and 7 on the left and between 6 and 4 on the right; doubled areas and moments by hand.
+  float skewed[] = {0, 0, 4, 7, 10, 6, 4, 0, 0};
+  const double left = 1 + 1.0 / 3, right = 4 + 0.5, level = 5;
+  const double area = (7 + level) * (2 - left) + (6 + level) * (right - 4) + (7 + 10) + (10 + 6);
+  const double moment =
+      (2 * 7 + left * level) * (2 - left) + (4 * 6 + right * level) * (right - 4) + (2 * 7 + 3 * 10) + (3 * 10 + 4 * 6);
+  EXPECT_FLOAT_EQ(zeb::fCalcCG(skewed + 1, 3, 0, 7, 3, 3, 0.5f), static_cast<float>(moment / area));
+}
+
+TEST(CentreOfGravity, RangesCutThePeak) {
+  float flat[] = {9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9};
+  // All above the level: the border falls back to the neighbour, whatever the range.
+  EXPECT_EQ(zeb::fCalcCG(flat + 1, 4, 0, 9, 3, 1, 0.5f), 4.0f);
+  EXPECT_EQ(zeb::fCalcCG(flat + 1, 0, 0, 9, 3, 3, 0.5f), 0.0f) << "the neighbour before the first one is read";
+  const int extreme = std::numeric_limits<int>::max();
+  EXPECT_EQ(zeb::fCalcCG(flat + 1, 4, 0, 9, -extreme - 1, -extreme - 1, 0.5f), 4.0f);
+  EXPECT_EQ(zeb::fCalcCG(flat + 1, 4, 0, 9, extreme, extreme, 0.5f), 4.0f);
+}
+
+TEST(CentreOfGravity, OfABitmapSumsInRowOrder) {
+  std::mt19937 engine(2);
+  for (const double share : {1.0, 0.02, 0.0}) {
+    Picture image = Picture::random(engine, 701, 710, 300, 3);
+    std::bernoulli_distribution keep(share);
+    float mass = 0, sx = 0, sy = 0;
+    for (int y = 0; y < 300; ++y)
+      for (int x = 0; x < 701; ++x) {
+        if (!keep(engine)) image(x, y) = 0;
+        const float p = image(x, y);
+        mass += p;
+        sx += static_cast<float>(x) * p;
+        sy += static_cast<float>(y) * p;
+      }
+    float cx = -1, cy = -1;
+    EXPECT_EQ(zeb::fGetBMCG(image.data(), 701, 710, 300, &cx, &cy), mass);
+    EXPECT_EQ(cx, share > 0 ? sx / mass : 0);
+    EXPECT_EQ(cy, share > 0 ? sy / mass : 0);
+  }
+}
+
+TEST(CrossPosition, IsTheMeanOfTheBrightPixels) {
+  Picture image = Picture::text({"........", "..#.#...", "..x.#...", "........"}, 10, 127);
+  float cx = 0, cy = 0;
+  zeb::get_cross_position(image.data(), 10, -1, 1, 1, 6, 3, &cx, &cy);
+  EXPECT_FLOAT_EQ(cx, 1 + (1 + 3 + 3) / 3.0f);
+  EXPECT_FLOAT_EQ(cy, 1 + 1 / 3.0f);
+  zeb::get_cross_position(image.data(), 10, -1, 0, 0, 2, 2, &cx, &cy);
+  EXPECT_TRUE(std::isnan(cx) && std::isnan(cy));
+}
+
+struct Found {
+  bool found = false;
+  int x = -1, y = -1, side = -1;
+  bool operator==(const Found& o) const { return found == o.found && x == o.x && y == o.y && side == o.side; }
+};
+
+void PrintTo(const Found& f, std::ostream* os) { *os << f.found << " at " << f.x << ", " << f.y << " side " << f.side; }
+
+/// The search with every candidate of each ring tested.
+Found search(const Picture& image, int x, int y, float min_radius, float max_radius, const int* mask) {
+  const int sx[] = {1, 1, -1, -1}, sy[] = {1, -1, -1, 1};
+  Found f;
+  f.side = 0;
+  const int w = image.width(), h = image.height();
+  if (max_radius == 0) max_radius = sqrtf(static_cast<float>(w * w) + static_cast<float>(h * h));
+  if (x < 0 || x > w || y < 0 || y > h || min_radius > max_radius) return f;
+  for (int r = 0; r < static_cast<int>(std::lround(max_radius)); ++r)
+    for (const bool vertical : {true, false})
+      for (int i = 0; i <= r; ++i) {
+        const int s = rand() & 3;
+        for (int t = 0; t < 4; ++t) {
+          const int k = (t - s) & 3, ox = sx[k] * (vertical ? i : r), oy = sy[k] * (vertical ? r : i);
+          if (min_radius * min_radius > static_cast<float>(ox * ox + oy * oy) || ox * ox + oy * oy > r * r) continue;
+          if (mask != nullptr && mask[vertical ? k : t] == 0) continue;
+          const int px = x + ox, py = y + oy;
+          if (px < 0 || px >= w || py < 0 || py >= h || image(px, py) < 100 || image(px, py) > 200) continue;
+          return {true, px, py, k};
+        }
+      }
+  return f;
+}
+
+TEST(PointSearch, DrawsAndExaminesInTheStatedOrder) {
+  std::mt19937 engine(3);
+  int hits = 0;
+  for (int i = 0; i < 400; ++i) {
+    const auto g = Geometry::random(engine, 40, 40);
+    Picture image = Picture::random(engine, g.width, g.stride, g.height, g.offset);
+    for (int y = 0; y < g.height; ++y)
+      for (int x = 0; x < g.width; ++x)
+        if (pick(engine, 0, 9) > 0) image(x, y) = 0;
+    const int x = pick(engine, -1, g.width + 1), y = pick(engine, -1, g.height + 1);
+    const float min_radius = static_cast<float>(pick(engine, -1, 6));
+    const float max_radius = static_cast<float>(pick(engine, -1, 24)) * 0.5f;
+    int mask[] = {pick(engine, 0, 1), pick(engine, 0, 1), pick(engine, 0, 1), pick(engine, 0, 1)};
+    int* side_mask = i % 3 == 0 ? nullptr : mask;
+    srand(static_cast<unsigned>(i));
+    const Found expected = search(image, x, y, min_radius, max_radius, side_mask);
+    const int next = rand();
+    srand(static_cast<unsigned>(i));
+    Found got;
+    got.found = zeb::find_point(image.data(), nullptr, g.width, g.height, g.stride, x, y, 100, 200, min_radius,
+                                max_radius, &got.x, &got.y, &got.side, side_mask);
+    ASSERT_EQ(got, expected) << g << " from " << x << ", " << y;
+    ASSERT_EQ(rand(), next) << "the state of the generator";
+    hits += got.found ? 1 : 0;
+  }
+  EXPECT_GT(hits, 50);
+}
+
+Found follow(Picture& image, Point_<int> from, Point_<int> direction, float max_distance = 100,
+             unsigned char* guide = nullptr, unsigned char* trace = nullptr) {
+  Found f;
+  f.found = zeb::find_point_on_line(image.data(), guide, trace, image.width(), image.height(), image.stride(), from.x,
+                                    from.y, max_distance, 200, 255, direction.x, direction.y, &f.x, &f.y);
+  return f;
+}
+
+TEST(PointOnLine, FollowsTheLongerAxis) {
+  Picture image = Picture::text({
+      "..........",
+      "..........",
+      "..........",
+      "..........",
+      ".......#..",
+      "..........",
+  });
+  EXPECT_EQ(follow(image, {1, 1}, {6, 3}), (Found{true, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.8f), (Found{})) << "too far";
+  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.9f), (Found{true, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {7, 5}, {0, -1}), (Found{true, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {7, 4}, {0, 1}), (Found{})) << "the start itself is not looked at";
+  EXPECT_EQ(follow(image, {0, 4}, {1, 0}), (Found{})) << "starts in column 0";
+  EXPECT_EQ(follow(image, {7, 0}, {0, 1}), (Found{})) << "starts in row 0";
+  EXPECT_EQ(follow(image, {3, 3}, {0, 0}), (Found{}));
+  EXPECT_EQ(follow(image, {10, 3}, {1, 0}), (Found{}));
+  EXPECT_EQ(follow(image, {3, 3}, {1, 0}, 0), (Found{}));
+  image(0, 2) = 255;
+  EXPECT_EQ(follow(image, {3, 2}, {-1, 0}), (Found{true, 0, 2, -1}));
+}
+
+TEST(PointOnLine, LeavesATraceAndObeysItsGuide) {
+  Picture image(6, 8, 5), trace(6, 8, 5), guide(6, 8, 5, 1), expected(6, 8, 5);
+  for (int x = 2; x < 7; ++x) expected(x, 3) = (200 + 255) >> 1;
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, nullptr, trace.data()), (Found{}));
+  EXPECT_EQ(trace, expected) << "one position beyond the last column";
+  image(5, 3) = 255;
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{true, 5, 3, -1}));
+  guide(4, 3) = 0;
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{}));
+}
+
+}  // namespace

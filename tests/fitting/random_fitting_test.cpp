@@ -1,0 +1,457 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include "tests/support/allocation.h"
+#include "tests/support/picture.h"
+#include "tests/support/random_geometry.h"
+#include "zeb/drawing.h"
+#include "zeb/fitting.h"
+
+using zeb::testing::FailingAllocations;
+using zeb::testing::pick;
+using zeb::testing::Picture;
+
+namespace {
+
+using Floats = std::vector<float>;
+
+/// A plain rendering of the line search, with the same generator.
+struct LineSearch {
+  Floats angles, distances, angle_histogram, distance_histogram;
+
+  LineSearch(const Picture& image, int angle_bins, int distance_bins)
+      : angle_histogram(static_cast<std::size_t>(angle_bins), -1.0f),
+        distance_histogram(static_cast<std::size_t>(distance_bins), -1.0f),
+        image_(image),
+        w_(image.width()),
+        h_(image.height()) {
+    int active = 0;
+    for (int y = 0; y < h_; ++y)
+      for (int x = 0; x < w_; ++x) active += image(x, y) != 0 ? 1 : 0;
+    const float wanted = static_cast<float>(active - 1) * static_cast<float>(active) / 12.0f;
+    if (1.0f > wanted) return;
+    sample();
+    pair(static_cast<std::size_t>(std::min(wanted, 2000.0f)));
+    histograms(angle_bins, distance_bins);
+    if (!angle_.empty()) cluster();
+  }
+
+ private:
+  void sample() {
+    const int attempts = static_cast<int>(sqrtf(static_cast<float>(w_ * h_))) * 64;
+    int spacing = static_cast<int>(sqrtf(static_cast<float>(w_) * 0.0001f * static_cast<float>(h_)));
+    if (spacing < 5) spacing = 4;
+    srand(1125525848);
+    for (int attempt = 0; attempt < attempts && x_.size() < 2000; ++attempt) {
+      const int row = rand() % h_;
+      if (row < spacing || row >= h_ - spacing - 1) continue;
+      const int col = rand() % w_;
+      if (col < spacing || col >= w_ - spacing) continue;
+      bool near = false;
+      for (std::size_t i = 0; i < x_.size(); ++i) near |= std::abs(col - x_[i]) + std::abs(row - y_[i]) < spacing;
+      if (near) continue;
+      for (int k = 0; k < 81; ++k) {
+        const int place = attempt % 2 == 1 ? k : 80 - k, x = col - 4 + place % 9, y = row - 4 + place / 9;
+        if (image_(x, y) == 0) continue;
+        x_.push_back(x);
+        y_.push_back(y);
+        break;
+      }
+    }
+  }
+
+  void pair(std::size_t wanted) {
+    const int hw = w_ / 2, hh = h_ / 2;
+    const int min_sq = static_cast<int>(w_ * 0.0004 * h_), max_sq = static_cast<int>(w_ * 0.04 * h_);
+    for (std::size_t i = 0; i + 1 < x_.size(); ++i) {
+      int wx = x_[i], wy = y_[i];
+      for (std::size_t j = i + 1; j < x_.size(); ++j) {
+        const int d = (x_[j] - wx) * (x_[j] - wx) + (y_[j] - wy) * (y_[j] - wy);
+        if (d < min_sq || d > max_sq) continue;
+        const int mx = (x_[j] + wx) / 2, my = (y_[j] + wy) / 2;
+        if (mx < 0 || my < 0 || mx >= w_ || my >= h_ || image_(mx, my) < 128) continue;
+        wx -= hw;
+        wy -= hh;
+        const int x2 = x_[j] - hw, y2 = y_[j] - hh;
+        const float dx = static_cast<float>(x2 - wx), dy = static_cast<float>(wy - y2), l = sqrtf(dx * dx + dy * dy);
+        if (1.0f > l) continue;
+        float nx = dy / l, ny = dx / l, dist = static_cast<float>(wx) * nx + static_cast<float>(wy) * ny;
+        if (0 > dist) nx = -nx, ny = -ny, dist = -dist;
+        float angle = atan2f(ny, nx);
+        if (angle < 0) angle += 6.2831855f;
+        angle_.push_back(angle);
+        distance_.push_back(dist);
+        if (angle_.size() == wanted) return;
+      }
+    }
+  }
+
+  void histograms(int angle_bins, int distance_bins) {
+    const auto bin = [&](std::size_t i) {
+      return static_cast<int>(static_cast<float>(angle_bins) * angle_[i] / 6.2831855f);
+    };
+    const auto count = [](Floats& histogram, int b) {
+      if (0 <= b && static_cast<std::size_t>(b) < histogram.size()) ++histogram[static_cast<std::size_t>(b)];
+    };
+    std::fill(angle_histogram.begin(), angle_histogram.end(), 0.0f);
+    for (std::size_t i = 0; i < angle_.size(); ++i) count(angle_histogram, bin(i));
+    if (angle_bins < 1) return;
+    std::fill(distance_histogram.begin(), distance_histogram.end(), 0.0f);
+    const int limit = std::max(w_, h_);
+    for (std::size_t i = 0; i + 1 < angle_.size(); ++i)
+      for (std::size_t j = i; j < angle_.size(); ++j) {
+        float value = static_cast<float>(limit * 10);
+        if (bin(i) == bin(j)) value = fabsf(distance_[i] - distance_[j]);
+        if (std::abs(bin(i) - bin(j)) == angle_bins / 2) value = distance_[j] + distance_[i];
+        count(distance_histogram, static_cast<int>(static_cast<float>(distance_bins) * value) / limit);
+      }
+  }
+
+  void cluster() {
+    const std::size_t n = angle_.size();
+    const float scale = static_cast<float>(h_ / 2 + w_ / 2) * 0.5f;
+    const auto D = [&](std::size_t a, std::size_t b) {
+      float t = fabsf(angle_[a] - angle_[b]);
+      if (t > 3.1415927f) t = 6.2831855f - t;
+      const float u = (distance_[a] - distance_[b]) * 2.0f / scale;
+      return sqrtf(u * u + t * t);
+    };
+    Floats score(n, 200.0f);
+    float total = 0;
+    for (std::size_t a = 0; a < n; ++a)
+      for (std::size_t b = a + 1; b < n; ++b) {
+        const float d = D(a, b);
+        total += d;
+        score[a] += 2.0f / (d + 0.005f);
+        score[b] += 2.0f / (d + 0.005f);
+      }
+    const float mean = total / static_cast<float>(n);
+    float peak = 0;
+    while (angles.size() < 10) {
+      std::size_t best = 0;
+      for (std::size_t k = 0; k < n; ++k)
+        if (score[k] > 0 && score[k] > score[best]) best = k;
+      if (peak < 1e-8f) peak = score[best];
+      if (peak * 0.1f > score[best] || static_cast<float>(n) * 4.0f / mean > score[best]) return;
+      float c = 0, s = 0, dist = 0, weight = 0;
+      for (std::size_t k = 0; k < n; ++k) {
+        if (!(score[k] > 1e-8f)) continue;
+        if (0.05f > D(best, k)) {
+          c += cosf(angle_[k]) * score[k];
+          s += sinf(angle_[k]) * score[k];
+          dist += distance_[k] * score[k];
+          weight += score[k];
+        }
+        if (!(0.1f > D(best, k))) continue;
+        score[k] = 0;
+        for (std::size_t m = 0; m < n; ++m)
+          if (score[m] >= 1e-8f) score[m] -= 2.0f / (D(k, m) + 0.005f);
+      }
+      if (!(weight > 1e-8f)) continue;
+      angles.push_back(atan2f(s / weight, c / weight));
+      distances.push_back(dist / weight);
+    }
+  }
+
+  const Picture& image_;
+  int w_, h_;
+  std::vector<int> x_, y_;
+  Floats angle_, distance_;
+};
+
+struct Lines {
+  Floats angles = Floats(10, -9.0f), distances = Floats(10, -9.0f);
+  int count = -1;
+
+  explicit Lines(Picture& image, Floats* angle_histogram = nullptr, Floats* distance_histogram = nullptr) {
+    const auto data = [](Floats* h) { return h == nullptr ? nullptr : h->data(); };
+    const auto bins = [](Floats* h) { return h == nullptr ? 0 : static_cast<int>(h->size()); };
+    zeb::CalcLinesRandom(angles.data(), distances.data(), data(angle_histogram), bins(angle_histogram),
+                         data(distance_histogram), bins(distance_histogram), &count, image.data(), image.width(),
+                         image.height(), image.stride());
+    angles.resize(static_cast<std::size_t>(count));
+    distances.resize(static_cast<std::size_t>(count));
+  }
+};
+
+/// A drawing of random lines with noise, in several grey values.
+Picture scribble(std::mt19937& engine, int width, int stride, int height) {
+  Picture image(width, stride, height);
+  const double noise = pick(engine, 0, 3) * 0.01;
+  for (int i = pick(engine, 1, 6); i > 0; --i)
+    vLine(image.data(), pick(engine, 0, width), pick(engine, 0, height), pick(engine, 0, width),
+          pick(engine, 0, height), stride, height, static_cast<unsigned char>(pick(engine, 100, 255)),
+          pick(engine, 0, 2));
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x)
+      if (std::bernoulli_distribution(noise)(engine)) image(x, y) = static_cast<unsigned char>(engine());
+  return image;
+}
+
+TEST(LineSearch, MatchesThePlainRendering) {
+  std::mt19937 engine(1);
+  int found = 0;
+  for (int i = 0; i < 40; ++i) {
+    const int width = pick(engine, 5, 400), height = pick(engine, 5, 300);
+    SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
+    Picture image = i == 20 ? scribble(engine, 1700, 1700, 900) : scribble(engine, width, width + i % 7, height);
+    const int angle_bins = pick(engine, 0, 60), distance_bins = pick(engine, 1, 90);
+    const LineSearch expected(image, angle_bins, distance_bins);
+    const int next = rand();
+    Floats angles(static_cast<std::size_t>(angle_bins), -1.0f),
+        distances(static_cast<std::size_t>(distance_bins), -1.0f);
+    const Lines lines(image, &angles, &distances);
+    if (lines.count > 0) {
+      ASSERT_EQ(rand(), next) << "the state of the generator";
+    }
+    ASSERT_EQ(lines.angles, expected.angles);
+    ASSERT_EQ(lines.distances, expected.distances);
+    ASSERT_EQ(angles, expected.angle_histogram);
+    ASSERT_EQ(distances, expected.distance_histogram);
+    found += lines.count;
+  }
+  EXPECT_GT(found, 40);
+}
+
+/// The line through the middle with normal `angle`, shifted by `distance`, is found whatever its direction.
+TEST(LineSearch, RecoversADrawnLine) {
+  for (const int size : {120, 300, 640})
+    for (int degrees = 0; degrees < 180; degrees += 15)
+      for (const float share : {0.0f, 0.15f, 0.3f}) {
+        const float angle = static_cast<float>(degrees) * 3.1415927f / 180.0f,
+                    distance = share * static_cast<float>(size);
+        const float c = cosf(angle), s = sinf(angle), middle = static_cast<float>(size) / 2;
+        const float x = middle + distance * c, y = middle + distance * s, reach = static_cast<float>(size) * 0.6f;
+        Picture image(size, size, size);
+        vLine(image.data(), static_cast<int>(x - reach * s), static_cast<int>(y + reach * c),
+              static_cast<int>(x + reach * s), static_cast<int>(y - reach * c), size, size, 255, 1);
+        const Lines lines(image);
+        float nearest = 1e9f;
+        for (std::size_t i = 0; i < lines.angles.size(); ++i) {
+          nearest =
+              std::min(nearest, zeb::fLineDistHesse(lines.angles[i], lines.distances[i], angle, distance, middle));
+          nearest = std::min(nearest, zeb::fLineDistHesse(lines.angles[i] < 0 ? lines.angles[i] + 3.1415927f
+                                                                              : lines.angles[i] - 3.1415927f,
+                                                          -lines.distances[i], angle, distance, middle));
+        }
+        EXPECT_LT(nearest, 0.05f) << size << " pixels, " << degrees << " degrees, distance " << distance;
+      }
+}
+
+TEST(LineSearch, GivesUpQuietly) {
+  Picture image(100, 100, 100), single(100, 100, 100);
+  single(50, 50) = 255;
+  Floats histogram(5, 7.0f);
+  EXPECT_EQ(Lines(image, &histogram, &histogram).count, 0);
+  EXPECT_EQ(Lines(single, &histogram, &histogram).count, 0);
+  EXPECT_EQ(histogram, Floats(5, 7.0f)) << "untouched";
+
+  std::mt19937 engine(2);
+  Picture lines = scribble(engine, 200, 200, 200);
+  ASSERT_GT(Lines(lines).count, 0);
+  for (int successes = 0; successes < 5; ++successes) {
+    const FailingAllocations failing(successes);
+    EXPECT_EQ(Lines(lines).count, 0);
+  }
+  int count = 5;
+  float value = 0;
+  zeb::CalcLinesRandom(nullptr, &value, nullptr, 0, nullptr, 0, &count, lines.data(), 200, 200, 200);
+  EXPECT_EQ(count, 0);
+  for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
+    count = 5;
+    zeb::CalcLinesRandom(&value, &value, nullptr, 0, nullptr, 0, &count, lines.data(), size, 10, 10);
+    EXPECT_EQ(count, 0);
+  }
+}
+
+struct Circle {
+  float radius = -1, x = -1, y = -1;
+
+  Circle() = default;
+  explicit Circle(Picture& image) {
+    zeb::CalcCircleRandom(&radius, &x, &y, image.data(), image.width(), image.height(), image.stride());
+  }
+  bool operator==(const Circle& o) const { return radius == o.radius && x == o.x && y == o.y; }
+};
+
+void PrintTo(const Circle& c, std::ostream* os) { *os << c.radius << " around " << c.x << ", " << c.y; }
+
+/// A plain rendering of the circle search, which looks at all nine rows.
+Circle plain_circle(const Picture& image) {
+  const int w = image.width(), h = image.height();
+  Circle result;
+  result.radius = result.x = result.y = 0;
+  const auto active = [&](int x, int y) { return 0 <= x && x < w && 0 <= y && y < h && image(x, y) != 0; };
+  int set = 0;
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) set += active(x, y) ? 1 : 0;
+  const float wanted = static_cast<float>(set - 1) * static_cast<float>(set) * static_cast<float>(set - 2) / 12.0f;
+  if (1.0f > wanted) return result;
+  const std::size_t capacity = static_cast<std::size_t>(std::min(wanted, 2000.0f));
+  const int min_sq = static_cast<int>(w * 0.04 * h);
+  const int attempts = static_cast<int>(sqrtf(static_cast<float>(w * h))) << 5;
+  srand(25848);
+  int px = 0, py = 0;
+  const auto draw = [&](int row_step, int column_step) {
+    const long row = rand(), column = rand();
+    for (int dy = -4 * row_step; std::abs(dy) <= 4; dy += row_step) {
+      py = static_cast<int>((row + dy) % h);
+      for (int dx = -4 * column_step; std::abs(dx) <= 4; dx += column_step) {
+        px = static_cast<int>((column + dx) % w);
+        if (active(px, py)) break;
+      }
+    }
+    return active(px, py);
+  };
+  const auto far = [&](int x, int y) { return (px - x) * (px - x) + (py - y) * (py - y) >= min_sq; };
+  Floats xs, ys, rs;
+  for (int attempt = 0; attempt < attempts && rs.size() < capacity; ++attempt) {
+    if (!draw(1, 1)) continue;
+    const int x1 = px, y1 = py;
+    int counter = 0;
+    while (counter < attempts && !(draw(-1, 1) && far(x1, y1))) ++counter;
+    if (counter >= attempts) continue;
+    const int x2 = px, y2 = py;
+    for (counter = 0; counter < attempts && !(draw(-1, -1) && far(x1, y1) && far(x2, y2));) ++counter;
+    if (counter >= attempts) continue;
+    const int x3 = px, y3 = py;
+    const float a = static_cast<float>(x2 - x3), b = static_cast<float>(x1 - x2);
+    const float y21 = static_cast<float>(y2 - y1), y32 = static_cast<float>(y3 - y2), c = a * y21 - b * y32;
+    xs.push_back(0);
+    ys.push_back(0);
+    rs.push_back(1e8f);
+    if (std::fabs(static_cast<double>(c)) < 0.001) continue;
+    const float t = (static_cast<float>(y1 - y3) * y32 - static_cast<float>(x1 - x3) * a) / c;
+    const float cx = (y21 * t + static_cast<float>(x1 + x2)) * 0.5f, cy = (b * t + static_cast<float>(y1 + y2)) * 0.5f;
+    const float ey = static_cast<float>(y1) - cy, ex = static_cast<float>(x1) - cx;
+    xs.back() = cx;
+    ys.back() = cy;
+    rs.back() = sqrtf(ey * ey + ex * ex);
+  }
+  const std::size_t n = rs.size();
+  if (n == 0) return result;
+  const float blur = sqrtf(static_cast<float>(h) * static_cast<float>(w)) * 0.05f;
+  Floats score(n, 0.0f);
+  std::vector<std::size_t> order(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    order[i] = i;
+    for (std::size_t j = 0; j < n; ++j) {
+      const float dx = xs[i] - xs[j], dy = ys[i] - ys[j], dr = rs[i] - rs[j];
+      score[i] += 1.0f / (sqrtf(dx * dx + dy * dy + dr * dr) + blur);
+    }
+  }
+  for (std::size_t a = 0; a + 1 < n; ++a)
+    for (std::size_t b = a + 1; b < n; ++b)
+      if (score[order[b]] > score[order[a]]) std::swap(order[b], order[a]);
+  float r = 0, x = 0, y = 0, total = 0;
+  for (std::size_t i = 0; i < (n / 4 < 4 ? n : n / 4); ++i) {
+    const std::size_t k = order[i];
+    r += score[k] * rs[k];
+    x += score[k] * xs[k];
+    y += score[k] * ys[k];
+    total += score[k];
+  }
+  result.radius = r / total;
+  result.x = x / total;
+  result.y = y / total;
+  return result;
+}
+
+TEST(CircleSearch, MatchesThePlainRendering) {
+  std::mt19937 engine(3);
+  for (int i = 0; i < 40; ++i) {
+    const int width = pick(engine, 1, 250), height = pick(engine, 1, 200);
+    SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
+    Picture image = i % 2 == 0 ? scribble(engine, width, width + i % 5, height) : Picture(width, width + i % 5, height);
+    const int side = std::min(width, height);
+    if (i % 2 == 1)
+      vDrawCircle(image.data(), width, height, image.stride(), width / 2, height / 2,
+                  static_cast<float>(pick(engine, 0, side / 2)), 2.0f, 255, 0);
+    const Circle expected = plain_circle(image);
+    const int next = rand();
+    EXPECT_EQ(Circle(image), expected);
+    if (expected.radius > 0) {
+      EXPECT_EQ(rand(), next) << "the state of the generator";
+    }
+  }
+}
+
+TEST(CircleSearch, RecoversADrawnCircle) {
+  for (const int size : {100, 256, 500})
+    for (const float radius : {0.25f, 0.35f, 0.45f})
+      for (const int shift : {-2, 0, 3}) {
+        const int centre = size / 2 + shift;
+        const float r = radius * static_cast<float>(size);
+        Picture image(size, size, size);
+        vDrawCircle(image.data(), size, size, size, centre, size / 2, r, 2.0f, 255, 0);
+        const Circle found(image);
+        EXPECT_NEAR(found.radius, r - 1, 1.0f) << size << " " << shift;
+        EXPECT_NEAR(found.x, static_cast<float>(centre), 0.7f) << size << " " << r;
+        EXPECT_NEAR(found.y, static_cast<float>(size / 2), 0.7f) << size << " " << r;
+      }
+}
+
+TEST(CircleSearch, GivesUpQuietly) {
+  Circle zero;
+  zero.radius = zero.x = zero.y = 0;
+  Picture empty(50, 50, 50), three(50, 50, 50), none(0, 0, 0);
+  for (int x = 10; x < 13; ++x) three(x, 20) = 255;
+  EXPECT_EQ(Circle(empty), zero);
+  EXPECT_EQ(Circle(three), zero);
+  EXPECT_EQ(Circle(none), zero);
+  Picture ring(60, 60, 60);
+  vDrawCircle(ring.data(), 60, 60, 60, 30, 30, 20, 2, 255, 0);
+  for (int successes = 0; successes < 5; ++successes) {
+    const FailingAllocations failing(successes);
+    EXPECT_EQ(Circle(ring), zero);
+  }
+}
+
+TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {
+  std::mt19937 engine(4);
+  std::uniform_real_distribution<float> value(-10.0f, 10.0f);
+  for (int i = 0; i < 300; ++i) {
+    const int length = pick(engine, 1, 60), max_lag = pick(engine, 0, i % 10 == 0 ? 90 : 9);
+    const auto n = static_cast<std::size_t>(length);
+    Floats first(n), second(n), result(static_cast<std::size_t>(2 * max_lag) + 1, -5.0f);
+    std::vector<int> weights(n);
+    for (std::size_t k = 0; k < n; ++k)
+      first[k] = value(engine), second[k] = value(engine), weights[k] = pick(engine, -1, 5);
+    zeb::Correlation(result.data(), first.data(), second.data(), weights.data(), length, max_lag);
+    for (int m = -max_lag; m < max_lag; ++m) {
+      float products[4] = {}, common[4] = {};
+      for (int k = 0; k < length; ++k) {
+        if (k - m < 0 || k - m >= length) continue;
+        const auto a = static_cast<std::size_t>(k), b = static_cast<std::size_t>(k - m);
+        const float w = static_cast<float>(weights[a]) * static_cast<float>(weights[b]);
+        common[k % 4] += w;
+        products[k % 4] += w * first[a] * second[b];
+      }
+      const float expected = ((products[0] + products[1]) + (products[2] + products[3])) /
+                             ((common[0] + common[1]) + (common[2] + common[3]));
+      const float got = result[static_cast<std::size_t>(max_lag + m)];
+      ASSERT_TRUE(got == expected || (std::isnan(got) && std::isnan(expected))) << length << " " << max_lag << " " << m;
+    }
+    ASSERT_EQ(result.back(), -5.0f) << "one value too many";
+  }
+}
+
+TEST(WeightedCorrelation, WithoutDataOrMemory) {
+  Floats first{1, 2, 3}, result(4, 7.0f);
+  std::vector<int> weights{1, 1, 1};
+  zeb::Correlation(result.data(), first.data(), first.data(), weights.data(), 3, -4);
+  for (int successes = 0; successes < 4; ++successes) {
+    const FailingAllocations failing(successes);
+    zeb::Correlation(result.data(), first.data(), first.data(), weights.data(), 3, 2);
+  }
+  EXPECT_EQ(result, Floats(4, 7.0f));
+  zeb::Correlation(result.data(), nullptr, nullptr, nullptr, 0, 2);
+  for (const float r : result) EXPECT_TRUE(std::isnan(r));
+}
+
+}  // namespace
