@@ -38,10 +38,12 @@ Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel);
 
 /// The same in an image laid out like `src`: the kernel's pixel `(cols / 2, rows / 2)` lies over the result's pixel.
 /// The border, `cols / 2` columns and `rows / 2` rows on each side, the padding of those rows included, is filled; with
-/// an even size this overwrites a column or row that could be computed. \param border   its low byte, repeated in all
-/// four bytes, is the fill: 0 gives 0, 1 gives 16843009, 255 gives -1 Ends the process where `cols / 2` exceeds the
-/// width or `rows / 2` the height. A kernel that is larger than the image and passes that test gives zeros inside the
-/// border. Throws `std::bad_alloc` ("bad allocation").
+/// an even size this overwrites a column or row that could be computed.
+///
+/// \param border   its low byte, repeated in all four bytes, is the fill: 0 gives 0, 1 gives 16843009, 255 gives -1
+///
+/// Ends the process where `cols / 2` exceeds the width or `rows / 2` the height. A kernel that is larger than the image
+/// and passes that test gives zeros inside the border. Throws `std::bad_alloc` ("bad allocation").
 template <class T>
 Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel, int border);
 
@@ -196,9 +198,13 @@ ZEB_API void vMMBM_LPIncrease(unsigned char* dst, unsigned char* src, unsigned c
 
 /// A grey-value table that raises contrast around the middle grey: the inverse of the curve
 /// `c(i) = a i^3 + i / gain + 128` over `-n <= i < n`, which runs from about 0 to about 256 with the slope `1 / gain`
-/// in the middle. A grey value `k` maps to `128 + i`, so the table holds the values `128 - n` to `127 + n` only. \param
-/// table       256 entries; null does nothing. A curve that is not monotonic (`gain` below about `n / 128`) leaves
-///                    entries as they are.
+/// in the middle. A grey value `k` maps to `128 + i`, so the table holds the values `128 - n` to `127 + n` only. A
+/// curve that is not monotonic (`gain` below about `n / 192`) leaves entries as they are.
+///
+/// `a` is computed in double precision and kept in single, `a i^3 + i / gain` is single precision, and the 128.1 whose
+/// sum with it is truncated to a grey value is added in double precision.
+///
+/// \param table       256 entries; null does nothing
 /// \param gain        raised to at least 0.1; with a `half_range` of 0 and less than 0.1 the table is the identity
 /// \param half_range  `n`, limited to 1..128; 0 counts as 1
 ZEB_API void iInitVideoNormLookUpTP(unsigned char* table, float gain, short half_range);
