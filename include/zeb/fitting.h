@@ -207,8 +207,8 @@ ZEB_API void get_cross_position(unsigned char* bitmap, int stride, int ignored, 
 /// \param min_radius, max_radius  distances to search; `max_radius` 0 stands for the image's diagonal and is rounded,
 ///     and is itself not reached: the last ring is one below it
 /// \param found_x, found_y  written only where a pixel is found
-/// \param found_side  may be null: the quadrant of the hit, 0 (+x, +y), 1 (+x, -y), 2 (-x, -y), 3 (-x, +y); 0 without
-/// one \param side_mask  null, or four numbers: in the vertical directions a quadrant with a 0 is not searched; in the
+/// \param found_side  may be null: the quadrant of the hit, 0 (+x, +y), 1 (+x, -y), 2 (-x, -y), 3 (-x, +y); 0 for none
+/// \param side_mask  null, or four numbers: in the vertical directions a quadrant with a 0 is not searched; in the
 ///     horizontal ones it is the place in the drawn order that a 0 rules out
 /// \return whether a pixel was found
 ZEB_API bool find_point(unsigned char* bitmap, unsigned char* ignored, int width, int height, int stride, int x, int y,
