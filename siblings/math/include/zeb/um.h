@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Lengths.
+
 namespace zeb {
 
 /// A length in micrometres, held as one `float`.
