@@ -1,7 +1,8 @@
 // The first program of the README, as an installed package has to build and run it.
 
-#include <cstdio>
 #include <zeb/zeb.h>
+
+#include <cstdio>
 
 int main() {
   zeb::Image<unsigned char> image = zeb::test::random_image(64, 64, 48, 1);
