@@ -122,7 +122,8 @@ Image<unsigned char> blobs(Size size) {
   clear(image);
   std::mt19937 engine(1);
   const auto below = [&engine](int limit) { return static_cast<int>(engine() % static_cast<unsigned>(limit)); };
-  for (int i = 0; i < size.width * (size.height / 4096 + 1) / 8; ++i) {
+  // A disc covers some 300 pixels.
+  for (int i = 0; i < size.width / 15 * (size.height / 100); ++i) {
     const Point_<int> at{below(size.width), below(size.height)};
     const float radius = static_cast<float>(2 + below(14));
     draw_circle(image, at, radius, radius, 255, DrawMode::overwrite);

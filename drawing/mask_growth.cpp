@@ -69,6 +69,7 @@ class MaskGrowth {
 
 void vFillContMsk(const unsigned char* src, unsigned char* mask, int width, int stride, int height,
                   unsigned char tolerance) {
+  if (width < 3 || height < 3) return;
   MaskGrowth growth(src, mask, width, stride, height, tolerance);
   while (growth.forward() && growth.backward()) {
   }

@@ -2,6 +2,7 @@
 // choose a threshold, clean the mask, find the parts, measure each, report.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -26,6 +27,7 @@ struct Options {
   float opening = -1;    // micrometres; negative chooses three pixels
   float smallest = -1;   // micrometres; negative chooses ten pixels
   int threshold = -1;    // negative chooses it by the image
+  bool fit = false;
 };
 
 /// What is measured of a part. Lengths in pixels, positions from the centre of the top left pixel.
@@ -37,6 +39,10 @@ struct Part {
   double length, width;  // sides of the enclosing rectangle of smallest area
   double diameter;       // of a disc of equal area
   std::array<zeb::Point_<int>, 4> corners;
+  // With --fit only:
+  double circle;        // diameter of the circle through the outline, 0 where none was found
+  double unroundness;   // largest distance of the outline from that circle
+  double straightness;  // largest share of a side of the rectangle that the outline follows within a pixel
 };
 
 zeb::Image<unsigned char> like(const zeb::Bitmap_<unsigned char>& image) {
@@ -67,9 +73,9 @@ int choose_threshold(const zeb::Bitmap_<unsigned char>& image) {
 
 void print_statistics(const char* name, const zeb::Bitmap_<unsigned char>& image) {
   const std::vector<float> histogram = zeb::histogram(image);
-  std::printf("%-22s mean %5.1f, middle half from %5.1f on, %4.1f grey values wide\n", name,
+  std::printf("%-22s mean %5.1f, mean of the middle half %5.1f, which spans %4.1f grey values\n", name,
               static_cast<double>(zeb::average(image, {})),
-              static_cast<double>(zeb::hist_average(histogram, 0.2f, 0.3f)),
+              static_cast<double>(zeb::hist_average(histogram, 0.25f, 0.75f)),
               static_cast<double>(zeb::hist_width(histogram, 0.25f, 0.75f)));
 }
 
@@ -104,6 +110,46 @@ Part measure(const zeb::Shape& shape, zeb::Bitmap_<unsigned char>& canvas) {
   return part;
 }
 
+std::vector<zeb::Point_<int>> points_of(const zeb::Shape& shape) {
+  zeb::PointContainer<int> contour;
+  zeb::shape_to_contour(contour, shape, {0, 0});
+  std::vector<zeb::Point_<int>> points;
+  for (std::size_t i = 0; i < contour.size(); ++i) points.push_back({contour.x[i], contour.y[i]});
+  return points;
+}
+
+void fit_circle(Part& part, const std::vector<zeb::Point_<int>>& outline) {
+  // The search looks at an image of the outline alone, with room around it.
+  constexpr int room = 8;
+  const zeb::Point_<int> corner = part.shape.boundary().top_left;
+  zeb::Image<unsigned char> edges(static_cast<int>(part.extent_x) + 2 * room, 16,
+                                  static_cast<int>(part.extent_y) + 2 * room, {});
+  zeb::clear(edges);
+  for (const zeb::Point_<int>& p : outline) edges.at(p.y - corner.y + room, p.x - corner.x + room) = 255;
+  float radius = 0, x = 0, y = 0;
+  zeb::CalcCircleRandom(&radius, &x, &y, edges.data, edges.width, edges.height, edges.stride);
+  part.circle = 2 * double{radius};
+  part.unroundness = 0;
+  for (const zeb::Point_<int>& p : outline) {
+    const double distance = std::hypot(p.x - corner.x + room - double{x}, p.y - corner.y + room - double{y});
+    part.unroundness = std::max(part.unroundness, std::abs(distance - double{radius}));
+  }
+}
+
+void fit_sides(Part& part, const std::vector<zeb::Point_<int>>& outline) {
+  part.straightness = 0;
+  for (std::size_t side = 0; side < 4; ++side) {
+    const zeb::Point_<int> a = part.corners[side], b = part.corners[(side + 1) % 4];
+    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    if (length < 1) continue;
+    const auto near = std::count_if(outline.begin(), outline.end(), [&](const zeb::Point_<int>& p) {
+      const auto f = [](int v) { return static_cast<float>(v); };
+      return std::abs(zeb::distance_point_line(f(p.x), f(p.y), f(a.x), f(a.y), f(b.x), f(b.y))) <= 1.0f;
+    });
+    part.straightness = std::max(part.straightness, std::min(1.0, static_cast<double>(near) / length));
+  }
+}
+
 std::vector<Part> find_parts(const zeb::Bitmap_<unsigned char>& mask, const Options& options) {
   zeb::Image<unsigned char> remaining = like(mask), canvas = like(mask);
   zeb::set(remaining, 0);
@@ -112,17 +158,15 @@ std::vector<Part> find_parts(const zeb::Bitmap_<unsigned char>& mask, const Opti
   std::vector<Part> parts;
   for (const zeb::Shape& shape : zeb::get_all_shapes(remaining, true)) {
     Part part = measure(shape, canvas);
-    if (part.diameter >= smallest) parts.push_back(std::move(part));
+    if (part.diameter < smallest) continue;
+    if (options.fit) {
+      const std::vector<zeb::Point_<int>> outline = points_of(shape);
+      fit_circle(part, outline);
+      fit_sides(part, outline);
+    }
+    parts.push_back(std::move(part));
   }
   return parts;
-}
-
-std::vector<zeb::Point_<int>> points_of(const zeb::Shape& shape) {
-  zeb::PointContainer<int> contour;
-  zeb::shape_to_contour(contour, shape, {0, 0});
-  std::vector<zeb::Point_<int>> points;
-  for (std::size_t i = 0; i < contour.size(); ++i) points.push_back({contour.x[i], contour.y[i]});
-  return points;
 }
 
 void draw(const zeb::Bitmap_<unsigned char>& photograph, const std::vector<Part>& parts, const std::string& path) {
@@ -139,34 +183,48 @@ void draw(const zeb::Bitmap_<unsigned char>& photograph, const std::vector<Part>
 
 /// The columns of the table and of the files: name, unit as a power of the pixel size, value in pixels.
 struct Column {
-  const char* name;
+  std::string name;
   int power;
   double (*value)(const Part&);
 };
-constexpr Column columns[] = {
-    {"x", 1, [](const Part& p) { return p.x; }},
-    {"y", 1, [](const Part& p) { return p.y; }},
-    {"extent_x", 1, [](const Part& p) { return p.extent_x; }},
-    {"extent_y", 1, [](const Part& p) { return p.extent_y; }},
-    {"area", 2, [](const Part& p) { return p.area; }},
-    {"length", 1, [](const Part& p) { return p.length; }},
-    {"width", 1, [](const Part& p) { return p.width; }},
-    {"diameter", 1, [](const Part& p) { return p.diameter; }},
-};
+using Columns = std::vector<Column>;
+
+Columns columns_of(const Options& options) {
+  Columns columns = {
+      {"x", 1, [](const Part& p) { return p.x; }},
+      {"y", 1, [](const Part& p) { return p.y; }},
+      {"extent_x", 1, [](const Part& p) { return p.extent_x; }},
+      {"extent_y", 1, [](const Part& p) { return p.extent_y; }},
+      {"area", 2, [](const Part& p) { return p.area; }},
+      {"length", 1, [](const Part& p) { return p.length; }},
+      {"width", 1, [](const Part& p) { return p.width; }},
+      {"diameter", 1, [](const Part& p) { return p.diameter; }},
+  };
+  if (options.fit) {
+    columns.push_back({"circle", 1, [](const Part& p) { return p.circle; }});
+    columns.push_back({"unroundness", 1, [](const Part& p) { return p.unroundness; }});
+    columns.push_back({"straightness", 0, [](const Part& p) { return p.straightness; }});
+  }
+  return columns;
+}
 
 double in_micrometres(const Column& column, const Part& part, double pixel_size) {
   return column.value(part) * std::pow(pixel_size, column.power);
 }
 
 void print_table(const std::vector<Part>& parts, const Options& options) {
+  const Columns columns = columns_of(options);
   for (const bool micrometres : {false, true}) {
     std::printf("\n%-8s", micrometres ? "in um" : "pixels");
-    for (const Column& column : columns) std::printf("%12s", column.name);
+    for (const Column& column : columns) std::printf("%14s", column.name.c_str());
     int number = 0;
     for (const Part& part : parts) {
       std::printf("\n%-8d", ++number);
       for (const Column& column : columns)
-        std::printf("%12.*f", micrometres ? 0 : 1,
+        std::printf("%14.*f",
+                    column.power == 0 ? 2
+                    : micrometres     ? 0
+                                      : 1,
                     micrometres ? in_micrometres(column, part, options.pixel_size) : column.value(part));
     }
     std::printf("\n");
@@ -180,6 +238,7 @@ std::ofstream open_for_writing(const std::string& path) {
 }
 
 void write_csv(const std::vector<Part>& parts, const Options& options) {
+  const Columns columns = columns_of(options);
   std::ofstream file = open_for_writing(options.csv_file);
   file << "number";
   for (const Column& column : columns)
@@ -194,6 +253,7 @@ void write_csv(const std::vector<Part>& parts, const Options& options) {
 }
 
 void write_json(const std::vector<Part>& parts, const Options& options) {
+  const Columns columns = columns_of(options);
   nlohmann::ordered_json report = {{"image", options.input}, {"pixel_size_um", options.pixel_size}};
   report["parts"] = nlohmann::json::array();
   for (const Part& part : parts) {
@@ -255,6 +315,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 255));
   app.add_option("--opening", options.opening, "radius that cleans the mask, in micrometres")
       ->check(CLI::NonNegativeNumber);
+  app.add_flag("--fit", options.fit, "fit a circle to each part and see how straight its sides are");
   app.add_option("--smallest", options.smallest, "smallest diameter of a part, in micrometres")
       ->check(CLI::NonNegativeNumber);
   return example::run(app, argc, argv, [&options] { inspect(options); });

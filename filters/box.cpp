@@ -229,8 +229,7 @@ struct HighPass {
   int offset;
 
   unsigned char pixel(std::ptrdiff_t i, int mean) const {
-    return static_cast<unsigned char>(
-        std::clamp(detail::wrapping_add(detail::wrapping_sub(src[i], mean), offset), 0, 255));
+    return static_cast<unsigned char>(std::clamp<std::int64_t>(std::int64_t{src[i]} - mean + offset, 0, 255));
   }
   __m128i pixels(std::ptrdiff_t i, __m128 quotients) const {
     std::int32_t four;

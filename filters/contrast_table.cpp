@@ -16,7 +16,8 @@ void iInitVideoNormLookUpTP(unsigned char* table, float gain, short half_range) 
     return;
   }
 
-  const float cubic = (128.0f - static_cast<float>(n) / gain) / static_cast<float>(n * n * n);
+  // Double precision up to here, single precision in the curve: a few entries depend on either rounding.
+  const auto cubic = static_cast<float>((128.0 - static_cast<float>(n) / gain) / static_cast<float>(n * n * n));
   const auto curve = [=](float i) { return frame::trunc(double{i * cubic * i * i + i / gain} + 128.1) & 255; };
   for (int i = -n; i < n; ++i) {
     const auto middle = static_cast<float>(i);

@@ -206,7 +206,6 @@ void convolute(int* const dst, const unsigned char* const src, const int* const 
 }
 
 // Views and kernels are handles; the interface takes them by value.
-// NOLINTBEGIN(performance-unnecessary-value-param)
 template <>
 Image<int> convolution(Bitmap_<unsigned char> src, Matrix<int> kernel) {
   using detail::wrapping_add, detail::wrapping_sub;
@@ -242,6 +241,5 @@ Image<int> convolution(Bitmap_<unsigned char> src, Matrix<int> kernel, int borde
   fill_rows(result.height - border_y, result.height);
   return result;
 }
-// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace zeb

@@ -183,8 +183,9 @@ void vDiscriminator(unsigned char* dst, unsigned char* src, int width, int strid
 
 void vEventRemover(unsigned char* dst, unsigned char* src, int width, int stride, int height, int radius,
                    unsigned char level, int min_count, int square) {
-  if (width < 1 || height < 1 || radius < 0) return;
-  WindowCounter counter(src, width, stride, height, radius, square != 0);
+  if (height < 1 || radius < 0) return;
+  // Without columns only the padding is left to clear.
+  WindowCounter counter(src, std::max(width, 0), stride, height, radius, square != 0);
   if (!counter) return;
   std::memset(dst, 0, byte_size(stride, height));
   for (int y = 0; y < height; ++y) {
@@ -197,7 +198,7 @@ void vEventRemover(unsigned char* dst, unsigned char* src, int width, int stride
 
 void vMMEventRemover(unsigned char* dst, unsigned char* src, int width, int stride, int height, int radius,
                      unsigned char level, int min_count, int square) {
-  if (width < 1 || height < 1 || radius < 0) return;
+  if (height < 1 || radius < 0) return;
   if (radius == 0) {
     std::memmove(dst, src, byte_size(stride, height));
     return;
@@ -207,6 +208,7 @@ void vMMEventRemover(unsigned char* dst, unsigned char* src, int width, int stri
     return;
   }
   std::memset(dst, 0, byte_size(stride, height));
+  if (width < 1) return;
   EventCounter counter(radius, square != 0, level);
   // One below the required count, of which the packed columns keep the low 8 bits, signed.
   const __m128i exceeded = frame::splat(static_cast<unsigned char>(static_cast<unsigned>(min_count) - 1u));

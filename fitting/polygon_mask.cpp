@@ -22,6 +22,6 @@ void PolyToBMMask(unsigned char* dst, float* x, float* y, int count, int width, 
     right = std::min(right, width - 1);
     unsigned char* pixels = dst + std::ptrdiff_t{row} * stride;
     std::memset(pixels, 0, static_cast<std::size_t>(width));
-    if (left <= right) std::memset(pixels + left, 255, static_cast<std::size_t>(right - left + 1));
+    if (left <= right) std::memset(pixels + left, 255, static_cast<std::size_t>(right - left) + 1);
   }
 }

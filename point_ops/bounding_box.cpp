@@ -54,7 +54,7 @@ void vMMGetMinMaxBM(const unsigned char* src, int width, int height, int stride,
       const __m128i pixels = load(row + x);
       if (any_set(pixels)) box.include(x + representative(pixels), y);
     };
-    const int whole = width & ~15;
+    const int whole = std::max(width, 0) & ~15;
     int x = 0;
     for (; x <= whole - 64; x += 64) {
       const __m128i all = _mm_or_si128(_mm_or_si128(load(row + x), load(row + x + 16)),

@@ -86,6 +86,8 @@ class BorderScan {
     parents_ = {0, 0};
     is_outer_.reserve(128);
     is_outer_ = {false, false};
+    path_.x.reserve(256);
+    path_.y.reserve(256);
   }
 
   void run() {
@@ -156,28 +158,27 @@ class BorderScan {
   /// Follows the new border from `start`, whose neighbour at code `background` is 0, and marks its pixels.
   void follow(Point_<int> start, int background) {
     short& first = image_.at(start.y, start.x);
-    PointContainer<int> contour;
+    path_.x.clear();
+    path_.y.clear();
     const int clockwise = neighbours_.first_set(start, background, false, 0);
     if (clockwise == none) {
-      append(contour, start);
+      append(start);
       first = mark(-border_count_);
       last_border_ = border_count_;
     } else {
-      contour.x.reserve(256);
-      contour.y.reserve(256);
-      walk(contour, start, (clockwise + 4) & 7);
+      walk(start, (clockwise + 4) & 7);
       if (first != 1) pass(first);
     }
-    contours_.push_back(std::move(contour));
+    contours_.push_back(path_);
   }
 
   /// Goes around until the first step would be repeated. `direction` leads into the start.
-  void walk(PointContainer<int>& contour, const Point_<int> start, int direction) {
+  void walk(const Point_<int> start, int direction) {
     const int first_step = neighbours_.first_set(start, direction - 3, true, 0);
     const short positive = mark(border_count_), negative = mark(-border_count_);
     Point_<int> p = start;
     for (bool again = true; again;) {
-      append(contour, p);
+      append(p);
       const Point_<int> left_behind = p;
       const int search_from = direction - 3;
       const int step = neighbours_.first_set(p, search_from, true, 1);
@@ -191,22 +192,20 @@ class BorderScan {
       mark_pixel(left_behind, right_seen, positive, negative);
       // Foreground in the frame can keep a walk from ever coming back. Marks of 0 cannot: they erase the walk's own
       // path.
-      if (positive != 0 && contour.size() > states_) throw std::length_error("vector<T> too long");
+      if (positive != 0 && path_.size() > states_) throw std::length_error("vector<T> too long");
     }
   }
 
   /// Marks a pixel that the walk leaves.
   void mark_pixel(Point_<int> p, bool right_seen, short positive, short negative) const {
-    short* const element = image_.data + (std::ptrdiff_t{p.y} * image_.stride + p.x);
-    if (right_seen && element[1] == 0)
-      *element = negative;
-    else if (*element == 1)
-      *element = positive;
+    short& element = image_.at(p.y, p.x);
+    if (right_seen && image_.at(p.y, p.x + 1) == 0)
+      element = negative;
+    else if (element == 1)
+      element = positive;
   }
 
-  void append(PointContainer<int>& contour, Point_<int> p) const {
-    contour.add(wrapping_add(p.x, offset_.x), wrapping_add(p.y, offset_.y));
-  }
+  void append(Point_<int> p) { path_.add(wrapping_add(p.x, offset_.x), wrapping_add(p.y, offset_.y)); }
 
   /// Border numbers beyond 32767 wrap around in the image.
   static short mark(int border) { return static_cast<short>(border); }
@@ -216,6 +215,7 @@ class BorderScan {
   std::vector<PointContainer<int>>& contours_;
   Point_<int> offset_;
   std::size_t states_;             // of a walk: a pixel and a direction; none comes twice before the end
+  PointContainer<int> path_;       // the contour being followed; one buffer for all, so that small contours stay small
   std::vector<int> parents_;       // by border number; entry 0 is no border, entry 1 the frame
   std::vector<bool> is_outer_;     // likewise
   int last_border_ = image_frame;  // on which the scan was last; it survives the end of a row

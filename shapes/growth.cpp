@@ -68,8 +68,8 @@ struct Target {
 
   /// A square of 255 that reaches `k` pixels to each side.
   void stamp(int x, int y, std::int64_t k) const {
-    const std::int64_t left = std::max<std::int64_t>(x - k, 0), right = std::min<std::int64_t>(x + k, width - 1);
-    const std::int64_t top = std::max<std::int64_t>(y - k, 0), bottom = std::min<std::int64_t>(y + k, height - 1);
+    const std::int64_t left = std::max<std::int64_t>(x - k, 0), right = std::min(x + k, std::int64_t{width} - 1);
+    const std::int64_t top = std::max<std::int64_t>(y - k, 0), bottom = std::min(y + k, std::int64_t{height} - 1);
     if (left > right) return;
     for (std::int64_t r = top; r <= bottom; ++r)
       std::memset(row(r) + left, 255, static_cast<std::size_t>(right - left + 1));

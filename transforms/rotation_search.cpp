@@ -89,7 +89,7 @@ int find_profile_peaks(float* peaks, const float* profile, int n, int max_peaks)
 struct LineStatistics {
   Scratch<float> angles, distances;
 
-  explicit LineStatistics(int bins) : angles(bins, 100), distances(bins, 100) {}
+  explicit LineStatistics(int bins) : angles(bins), distances(bins) {}
   explicit operator bool() const { return angles && distances; }
 
   /// The line search leaves histograms alone where it finds no points to begin with.

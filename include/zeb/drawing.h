@@ -42,8 +42,9 @@ ZEB_API void draw_circle(Bitmap_<unsigned char>& bitmap, Point_<int> center, flo
 ZEB_API void fill_rect(Bitmap_<unsigned char>& bitmap, int x1, int y1, int x2, int y2, unsigned char value);
 /// A filled rectangle in micrometres. Its corners are divided by the pixel size and truncated toward zero; the pixels
 /// from the top-left one up to, and without, the bottom-right one are filled. Ends the process where the top-left pixel
-/// is outside the image (`x` may equal `width`). The other corner is not checked: a row that is too long runs on into
-/// the padding and the next row, but never beyond the image's last row. The pixel sizes must not be 0.
+/// is outside the image (`x` may equal `width`), or where the rows to fill have a negative width. The other corner is
+/// not checked: a row that is too long runs on into the padding and the next row, but never beyond the image's last
+/// row. The pixel sizes must not be 0.
 ZEB_API void fill_rect(Bitmap_<unsigned char>& bitmap, const Rect__<Point_<um>>& rect, unsigned char value);
 
 /// Fills the area of equal grey value around `seed` with `value`, see the raw `flood_fill`.
@@ -114,11 +115,10 @@ ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int wid
 /// \param dst     cleared first, padding included, then painted; may be `src`
 /// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2
 /// \param cancel  null, or a word that ends the work when another thread makes it non-zero: it is read before each
-/// layer
-///                and each outline, without synchronisation. What was painted so far stays
+///                layer and each outline, without synchronisation. What was painted so far stays
 ///
-/// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height * stride`
-/// beyond 32 bits or memory short.
+/// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height *
+/// stride` beyond 32 bits or memory short.
 ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, int height, int stride, int close,
                        unsigned int* cancel);
 /// The same with `close` 1.

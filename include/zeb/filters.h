@@ -38,10 +38,12 @@ Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel);
 
 /// The same in an image laid out like `src`: the kernel's pixel `(cols / 2, rows / 2)` lies over the result's pixel.
 /// The border, `cols / 2` columns and `rows / 2` rows on each side, the padding of those rows included, is filled; with
-/// an even size this overwrites a column or row that could be computed. \param border   its low byte, repeated in all
-/// four bytes, is the fill: 0 gives 0, 1 gives 16843009, 255 gives -1 Ends the process where `cols / 2` exceeds the
-/// width or `rows / 2` the height. A kernel that is larger than the image and passes that test gives zeros inside the
-/// border. Throws `std::bad_alloc` ("bad allocation").
+/// an even size this overwrites a column or row that could be computed.
+///
+/// \param border   its low byte, repeated in all four bytes, is the fill: 0 gives 0, 1 gives 16843009, 255 gives -1
+///
+/// Ends the process where `cols / 2` exceeds the width or `rows / 2` the height. A kernel that is larger than the image
+/// and passes that test gives zeros inside the border. Throws `std::bad_alloc` ("bad allocation").
 template <class T>
 Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel, int border);
 
@@ -196,9 +198,13 @@ ZEB_API void vMMBM_LPIncrease(unsigned char* dst, unsigned char* src, unsigned c
 
 /// A grey-value table that raises contrast around the middle grey: the inverse of the curve
 /// `c(i) = a i^3 + i / gain + 128` over `-n <= i < n`, which runs from about 0 to about 256 with the slope `1 / gain`
-/// in the middle. A grey value `k` maps to `128 + i`, so the table holds the values `128 - n` to `127 + n` only. \param
-/// table       256 entries; null does nothing. A curve that is not monotonic (`gain` below about `n / 128`) leaves
-///                    entries as they are.
+/// in the middle. A grey value `k` maps to `128 + i`, so the table holds the values `128 - n` to `127 + n` only. A
+/// curve that is not monotonic (`gain` below about `n / 192`) leaves entries as they are.
+///
+/// `a` is computed in double precision and kept in single, `a i^3 + i / gain` is single precision, and the 128.1 whose
+/// sum with it is truncated to a grey value is added in double precision.
+///
+/// \param table       256 entries; null does nothing
 /// \param gain        raised to at least 0.1; with a `half_range` of 0 and less than 0.1 the table is the identity
 /// \param half_range  `n`, limited to 1..128; 0 counts as 1
 ZEB_API void iInitVideoNormLookUpTP(unsigned char* table, float gain, short half_range);
@@ -259,7 +265,7 @@ ZEB_API void Kantenfilter(unsigned char* dst, const unsigned char* src, int widt
 /// \name Grey-level filters
 /// Filters on the statistics of a neighbourhood or of the image. Those in `width, stride, height` order and those in
 /// `width, height, stride` order live side by side: mind the argument lists. A `width` or `height` below 1 or a
-/// negative radius does nothing.
+/// negative radius does nothing, except that the event removers treat the padding as ever for a `width` below 1.
 /// @{
 
 /// Robust local grey value. A Gaussian window weighs the pixels around each pixel into a histogram, of which a band
@@ -269,19 +275,17 @@ ZEB_API void Kantenfilter(unsigned char* dst, const unsigned char* src, int widt
 /// The arithmetic is fixed point with 15 bits for the weights and truncates throughout, so a mean is the exact one or
 /// slightly less. Eight pixels are filtered at a time: with `hx = size_x / 2` and `hy = size_y / 2`, the groups begin
 /// at the columns `hx, hx + 8, ...` below `(width & ~7) - hx`, and rows run from `hy` to `height - hy - 1`. Each group
-/// is written whole. So it may reach into the right border, and with an `hx` of 1 to 3 it reaches behind column `width
-/// & ~7`, into the padding or the first columns of the next row if need be, though never behind the last row with its
-/// stride. What no group covers is left alone. \param src                    up to 6 bytes behind the last row are read
-/// where the last group needs them for pixels
+/// is written whole. So it may reach into the right border, and with an `hx` of 1 to 3 it reaches behind column
+/// `width & ~7`, into the padding or the first columns of the next row if need be, though never behind the last row
+/// with its stride. What no group covers is left alone.
+/// \param src                    up to 6 bytes behind the last row are read where the last group needs them for pixels
 ///                               in the right border, unless the stride exceeds `width & ~7` by as much
 /// \param fraction1, fraction2   the quantiles, 0 to 1, in any order. Equal ones select a single unit of weight.
 /// \param size_x, size_y         window size in pixels; `2 hx + 1` by `2 hy + 1` pixels are used. An image of less
-/// rows,
-///                               or with `width & ~7` below `2 hx + 1`, is left alone.
+///                               rows, or with `width & ~7` below `2 hx + 1`, is left alone.
 /// \param falloff                the weight of a pixel at (x, y) from the centre is `exp(-(x^2 + y^2) |falloff|)`
 /// \param mode                   0 for the mean grey value within the band, anything else for its width, the distance
-/// in
-///                               grey levels between the quantiles
+///                               in grey levels between the quantiles
 ZEB_API void vGaussFilter(unsigned char* dst, unsigned char* src, int width, int stride, int height, float fraction1,
                           float fraction2, int size_x, int size_y, float falloff, int mode);
 
@@ -295,10 +299,11 @@ ZEB_API void vGreyFilter(unsigned char* dst, unsigned char* src, int width, int 
 ZEB_API void vHistEqual(unsigned char* dst, unsigned char* src, int width, int stride, int height);
 
 /// Reduces each whole cell to one pixel, in the top left `width / cell_width` by `height / cell_height` pixels of
-/// `dst`; the rest of `dst` is left alone. Note the order `width, height, stride`. \param dst    may be `src` \param
-/// mode   0 for the mean, truncated. 1 for the minimum and 2 for the maximum **of this and all earlier cells**,
+/// `dst`; the rest of `dst` is left alone. Note the order `width, height, stride`. A cell size below 1 does
+/// nothing.
+/// \param dst    may be `src`
+/// \param mode   0 for the mean, truncated. 1 for the minimum and 2 for the maximum **of this and all earlier cells**,
 ///               row by row: a 0 in the first cell makes all cells 0. Any other value does nothing.
-/// A cell size below 1 does nothing.
 ZEB_API void vCoarseGrain(unsigned char* dst, unsigned char* src, int width, int height, int stride, int cell_width,
                           int cell_height, int mode);
 

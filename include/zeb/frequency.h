@@ -48,7 +48,7 @@ enum class Filter : std::int32_t {
 
 }  // namespace fft
 
-/// Filters a square image of side `s` (a power of two) by a mask that is made from its own spectrum.
+/// Filters a square image of side `s` (a power of two, from 2 up) by a mask that is made from its own spectrum.
 ///
 /// - `notch_peaks`, parameter `threshold_factor`: wherever the magnitude of the packed spectrum exceeds its mean times
 ///   the factor, a hole of 5 by 5 frequencies, clipped at the edges of the half spectrum. The origin is a peak like any

@@ -166,13 +166,15 @@ ZEB_API void vBMMulS(unsigned char* dst, const unsigned char* a, const unsigned 
                      int height, int shift);
 
 /// Product with a factor, which should not be negative. The last `width & 15` columns hold `src * factor`, truncated
-/// and limited to 0..255. The whole groups of 16 before them work in fixed point with the factor cut to eight
-/// significant bits, so they may differ by a grey level or more; factors of 128 and more give 0 there instead of
-/// saturating, and so does an infinite or undefined factor.
+/// and limited to 0..255; a product beyond 2^31 gives 0. The whole groups of 16 before them work in fixed point with
+/// the factor cut to eight significant bits, so they may differ by a grey level or more. With factors from 128 on,
+/// products of 32768 and more give 0 there instead of saturating; from about 256 on, as with an infinite or undefined
+/// factor, all pixels do.
 ZEB_API void vBMMulS(unsigned char* dst, const unsigned char* src, int width, int stride, int height, float factor);
 
 /// Reciprocal `2^shift * value / src`, limited to 255; a pixel of 0 gives 255 unless `value` is 0. Rounded to nearest,
-/// ties to even, in the whole groups of 16, truncated in the last `width & 15` columns. The shift is taken modulo 32.
+/// ties to even, in the whole groups of 16, truncated in the last `width & 15` columns. The shift is taken modulo 32;
+/// one of 31 makes the numerator negative, which gives 0 in the groups and the quotient's low byte behind them.
 ZEB_API void vInvertVideo(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                           unsigned char value, int shift);
 /// @}

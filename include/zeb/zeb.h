@@ -5,6 +5,7 @@
 
 #include "zeb/drawing.h"
 #include "zeb/filters.h"
+#include "zeb/fitting.h"
 #include "zeb/frequency.h"
 #include "zeb/image.h"
 #include "zeb/morphology.h"

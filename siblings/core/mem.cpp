@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "siblings/core/allocation_failure.h"
 
@@ -31,7 +32,9 @@ void* try_alloc(std::size_t bytes, std::size_t alignment) {
   const std::size_t boundary = std::max(alignment, alignment_default);
   const std::size_t whole = (bytes + slack + boundary - 1) & ~(boundary - 1);
   void* block = std::aligned_alloc(boundary, whole);
-  if (block != nullptr) ++blocks;
+  if (block == nullptr) return nullptr;
+  ++blocks;
+  std::memset(static_cast<unsigned char*>(block) + bytes, 0, whole - bytes);
   return block;
 }
 

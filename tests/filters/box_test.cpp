@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <numeric>
@@ -198,10 +199,8 @@ TEST(Box, WindowLiesOneRowAboveCentre) {
 }
 
 TEST(Box, RoundsToEvenBetweenTheEndsAndTruncatesThere) {
-  // Two rows of 10 and 11, or 11 and 12: windows of 1 by 2 have means of x.5 in the second row.
+  // Rows of 10 and 11, or of 11 and 12: windows of 1 by 2 have means of x.5 in the second row.
   for (const int low : {10, 11}) {
-    Picture src(16, 16, 2, static_cast<unsigned char>(low)), dst(16, 16, 2), scalar(16, 16, 2);
-    for (int x = 0; x < 16; ++x) src(x, 1) = static_cast<unsigned char>(low + 1);
     Picture three(16, 16, 3, static_cast<unsigned char>(low));
     for (int x = 0; x < 16; ++x) three(x, 1) = three(x, 2) = static_cast<unsigned char>(low + 1);
     Picture result(16, 16, 3);
@@ -283,6 +282,20 @@ TEST(Box, MaskThatExcludesEverything) {
   expect(dst, 0, 0);
   zeb::vBM_HPFilter(dst.data(), src.data(), mask.data(), 20, 20, 3, 5, 3, 300);
   expect(dst, 44, 44);
+}
+
+TEST(Box, ExtremeOffsetsSaturate) {
+  std::mt19937 engine(8);
+  Picture src = Picture::random(engine, 24, 24, 6), mask(24, 24, 6);
+  for (Picture* m : {&mask, static_cast<Picture*>(nullptr)})
+    for (const bool packed : {false, true}) {
+      if (!packed && m == nullptr) continue;  // always 128
+      for (const int offset : {INT_MIN, INT_MAX}) {
+        Picture dst(24, 24, 6, 99);
+        Call{Kind::high_pass, packed, m, {}, 5, 3, offset}.run(dst, src);
+        EXPECT_TRUE(same(Picture(24, 24, 6, offset < 0 ? 0 : 255), dst));
+      }
+    }
 }
 
 TEST(Box, NarrowImagesAreWrittenToColumnThree) {
@@ -391,6 +404,14 @@ TEST(ContrastTable, LiteralTables) {
   Table four(256);
   for (std::size_t k = 0; k < 256; ++k) four[k] = k <= 0 ? 126 : k <= 111 ? 127 : k <= 128 ? 128 : 129;
   EXPECT_EQ(contrast_table(1.0f, 2), four);
+}
+
+TEST(ContrastTable, RoundsTheCoefficientOnce) {
+  // In exact arithmetic the curve meets a grey value here. With a coefficient that is rounded once it lies above the
+  // first two and below the third; with one whose numerator is rounded first, the other way round.
+  EXPECT_EQ(contrast_table(2.5f, 54)[104], 128 - 27);
+  EXPECT_EQ(contrast_table(7.5f, 118)[150], 128 + 59);
+  EXPECT_EQ(contrast_table(3.75f, 104)[65], 128 - 77);
 }
 
 TEST(ContrastTable, InvertsTheCurve) {

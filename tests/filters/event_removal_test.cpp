@@ -144,16 +144,24 @@ TEST(EventRemover, GivesUpQuietly) {
     zeb::vMMEventRemover(dst.data(), src.data(), width, 20, height, radius, 3, 1, 0);
   };
   for (const int negative : {-1, -2147483647 - 1}) {
-    run_all(negative, 5, 2);
     run_all(20, negative, 2);
     run_all(20, 5, negative);
   }
-  run_all(0, 5, 2);
+  zeb::vDiscriminator(dst.data(), src.data(), 0, 20, 5, 2, 0.5f, 0);
   for (int successes = 0; successes < 2; ++successes) {
     const FailingAllocations failing(successes);
     run_all(20, 5, 64);
   }
   EXPECT_EQ(dst, untouched);
+  for (const int radius : {1, 64}) {
+    for (const int width : {0, -1}) {
+      dst = untouched;
+      zeb::vMMEventRemover(dst.data(), src.data(), width, 20, 5, radius, 3, 1, 0);
+      EXPECT_EQ(dst, Picture(20, 20, 5)) << "all is padding";
+    }
+  }
+  zeb::vMMEventRemover(dst.data(), src.data(), 0, 20, 5, 0, 3, 1, 0);
+  EXPECT_EQ(dst, src);
   zeb::vEventRemover(dst.data(), src.data(), 20, 20, 5, 2147483647, 3, 100, 1);
   EXPECT_EQ(dst, Picture(20, 20, 5, 255)) << "the window covers the image";
 }

@@ -9,7 +9,11 @@
 #include "tests/support/allocation.h"
 #include "tests/support/picture.h"
 #include "tests/support/random_geometry.h"
+#include "zeb/drawing.h"
+#include "zeb/filters.h"
 #include "zeb/fitting.h"
+#include "zeb/morphology.h"
+#include "zeb/transforms.h"
 
 using zeb::Mat;
 using zeb::Point_;
@@ -184,6 +188,158 @@ TEST(RectangleDetection, RecoversTurnedRectangles) {
             EXPECT_EQ(points[i].y, std::lround(corners.y[i]));
           }
         }
+}
+
+/// The detection without filling, step by step; the number of corners.
+std::size_t plain_detection(Picture& src, int radius, std::vector<std::array<float, 2>>& corners) {
+  constexpr float quarter = 0.78539816f, right_angle = 1.5707964f, pi = 3.1415927f;
+  using Lines = std::vector<std::array<float, 2>>;  // theta, rho
+  const int w = src.width(), h = src.height(), stride = src.stride();
+  const float cx = static_cast<float>(w) * 0.5f, cy = static_cast<float>(h) * 0.5f;
+  std::vector<unsigned char> work(static_cast<std::size_t>(stride * h) + 128), copy(work.size());
+  zeb::FastSobel(work.data(), src.data(), w, stride, h);
+  for (auto& p : work) p = p > 100 ? 255 : 0;
+  if (radius != 0) {
+    vMMRecursiveMorphOp(copy.data(), work.data(), w, stride, h, radius, 0, 1, 0);
+    work = copy;
+  }
+  float theta[14], rho[14];
+  int n;
+  zeb::CalcLinesRandom(theta, rho, nullptr, 0, nullptr, 0, &n, work.data(), w, h, stride);
+  Lines lines;
+  for (int i = 0; i < n; ++i) lines.push_back({theta[i], rho[i]});
+
+  while (!lines.empty()) {
+    std::vector<int> para(lines.size());
+    std::vector<float> score(lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i)
+      for (const auto& other : lines) {
+        const float c = cosf(lines[i][0]), s = sinf(lines[i][0]), cj = cosf(other[0]), sj = sinf(other[0]);
+        const float d = sj * s + cj * c, e = sj * c - cj * s;
+        para[i] += 0.1f > fabsf(e) ? 1 : 0;
+        score[i] += fabsf(d * e);
+      }
+    const auto worst = std::max_element(score.begin(), score.end()) - score.begin();
+    if (score[static_cast<std::size_t>(worst)] > 0.15f) {
+      lines.erase(lines.begin() + worst);
+      continue;
+    }
+    if (lines.size() < 5) break;
+    std::vector<std::size_t> list;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+      if (para[i] > 2 && list.size() < 10) list.push_back(i);
+    if (list.size() < 3) {
+      lines.pop_back();
+      continue;
+    }
+    float farthest = -1;
+    std::size_t one = 0, two = 0;
+    for (std::size_t i = 0; i < list.size(); ++i)
+      for (std::size_t j = i + 1; j < list.size(); ++j) {
+        const auto &a = lines[list[i]], &b = lines[list[j]];
+        const float dx = (cx + a[1] * cosf(a[0])) - (cx + b[1] * cosf(b[0]));
+        const float dy = (cy + a[1] * sinf(a[0])) - (cy + b[1] * sinf(b[0]));
+        if (dx * dx + dy * dy > farthest) {
+          farthest = dx * dx + dy * dy;
+          one = list[i];
+          two = list[j];
+        }
+      }
+    Lines kept;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+      if (para[i] < 3 || i == one || i == two) kept.push_back(lines[i]);
+    lines = kept;
+  }
+
+  if (lines.size() >= 1 && lines.size() <= 3) {
+    float tilt = 0;
+    if (fabsf(sinf(lines[0][0]) * cosf(lines[0][0])) > 0.001f) {
+      for (tilt = lines[0][0]; tilt > quarter;) tilt -= right_angle;
+      while (tilt < -quarter) tilt += right_angle;
+      zeb::mm_transform(work.data(), src.data(), w, stride, h, cx, cy, 0, 0, -tilt, 1, 0);
+    } else {
+      std::copy_n(src.data(), static_cast<std::size_t>(stride * h), work.begin());
+    }
+    std::vector<float> columns(static_cast<std::size_t>(w)), rows(static_cast<std::size_t>(h));
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const float p = work[static_cast<std::size_t>(y * stride + x)];
+        columns[static_cast<std::size_t>(x)] += p;
+        rows[static_cast<std::size_t>(y)] += p;
+      }
+    const auto steps = [](const std::vector<float>& sums) {
+      float rise = 2, fall = static_cast<float>(sums.size()) - 3, highest = 0, lowest = 0;
+      for (std::size_t x = 2; x + 3 <= sums.size(); ++x) {
+        const float g = sums[x + 1] - sums[x - 1];
+        if (g > highest) highest = g, rise = static_cast<float>(x);
+        if (g < lowest) lowest = g, fall = static_cast<float>(x);
+      }
+      return std::array<float, 2>{rise, fall};
+    };
+    const auto [x_rise, x_fall] = steps(columns);
+    const auto [y_rise, y_fall] = steps(rows);
+    Lines sides;
+    sides.push_back({tilt - right_angle, cy - y_rise});
+    if (cy - y_rise < 0) sides.back() = {tilt + right_angle, y_rise - cy};
+    sides.push_back({tilt, x_fall - cx});
+    if (x_fall - cx < 0) sides.back() = {tilt - pi, cx - x_fall};
+    sides.push_back({tilt + right_angle, y_fall - cy});
+    if (y_fall - cy < 0) sides.back() = {tilt - right_angle, cy - y_fall};
+    sides.push_back({tilt - pi, cx - x_rise});
+    if (cx - x_rise < 0) sides.back() = {tilt, x_rise - cx};
+    for (const auto& line : lines) {
+      std::size_t nearest = 0;
+      float least = 1e8f;
+      for (std::size_t k = 0; k < 4; ++k) {
+        const float d = zeb::fLineDistHesse(line[0], line[1], sides[k][0], sides[k][1], std::max(cx, cy));
+        if (d < least) least = d, nearest = k;
+      }
+      if (least < 0.1f) sides[nearest] = line;
+    }
+    lines = sides;
+  }
+  if (lines.size() < 4) return 0;
+  for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t j = i + 1; j < 4; ++j) {
+      float difference = fabsf(lines[i][0] - lines[j][0]);
+      if (difference > pi) difference -= pi;
+      if (difference < quarter || difference > 2.3561945f || corners.size() == 4) continue;
+      std::array<float, 2> p;
+      zeb::GetCrossPointHesse(&p[0], &p[1], lines[i][0], lines[i][1], lines[j][0], lines[j][1]);
+      if (p[0] < 100000.0f && p[1] < 100000.0f) corners.push_back(p);
+    }
+  if (corners.size() != 4) return corners.size();
+  for (std::size_t p = 0; p < 4; ++p)
+    for (std::size_t q = p + 1; q < 4; ++q)
+      if (corners[p][1] > corners[q][1]) std::swap(corners[p], corners[q]);
+  if (corners[0][0] > corners[1][0]) std::swap(corners[0], corners[1]);
+  if (corners[3][0] > corners[2][0]) std::swap(corners[3], corners[2]);
+  for (auto& corner : corners) corner = {cx + corner[0], cy + corner[1]};
+  return 4;
+}
+
+TEST(RectangleDetection, MatchesThePlainRendering) {
+  std::mt19937 engine(6);
+  int found = 0;
+  for (int i = 0; i < 120; ++i) {
+    const int width = pick(engine, 40, 300), height = pick(engine, 40, 300);
+    const float side = static_cast<float>(std::min(width, height));
+    Scene scene(width, height, side * 0.3f, side * 0.2f, static_cast<float>(pick(engine, -45, 45)), 200, 20);
+    Picture& image = scene.image;
+    for (int lines = pick(engine, 0, 6); lines > 0; --lines)  // parallel, oblique and missing sides
+      vLine(image.data(), pick(engine, 0, width), pick(engine, 0, height), pick(engine, 0, width),
+            pick(engine, 0, height), image.stride(), height, static_cast<unsigned char>(20 + 180 * (lines % 2)), 3);
+    std::vector<std::array<float, 2>> expected;
+    const std::size_t count = plain_detection(image, i % 3, expected);
+    const Corners corners(image, 0, i % 3);
+    ASSERT_EQ(corners.found, count == 4 ? 1 : 0) << i;
+    for (std::size_t k = 0; k < 4 && count == 4; ++k) {
+      ASSERT_EQ(corners.x[k], expected[k][0]) << i << ": " << width << " x " << height;
+      ASSERT_EQ(corners.y[k], expected[k][1]) << i << ": " << width << " x " << height;
+    }
+    found += corners.found;
+  }
+  EXPECT_GT(found, 50);
 }
 
 TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -29,6 +30,16 @@ TEST(Memory, BlocksAreAlignedAndImpossibleSizesGiveNull) {
   for (const std::int64_t count : {std::int64_t{-1}, std::int64_t{INT64_MIN}, std::int64_t{1} << 62})
     EXPECT_EQ(mem::aligned_alloc(mem::byte_count(count, 4)), nullptr) << count;
   EXPECT_EQ(mem::byte_count(3, 4), 12u);
+}
+
+TEST(Memory, SlackIsZeroInReusedMemoryToo) {
+  for (const std::size_t bytes : {0u, 5u, 64u, 1000u})
+    for (int use = 0; use < 3; ++use) {
+      auto* const block = static_cast<unsigned char*>(mem::aligned_alloc(bytes));
+      EXPECT_EQ(std::count(block + bytes, block + bytes + 64, 0), 64) << bytes;
+      std::memset(block, 0xFF, bytes + 64);
+      mem::aligned_free(block);
+    }
 }
 
 TEST(Memory, ScratchReleasesItsBlockAndReportsFailure) {

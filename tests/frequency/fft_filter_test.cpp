@@ -93,8 +93,43 @@ TEST(FftFilter, EmphasisSaturatesWhatItFinds) {
     EXPECT_TRUE(same(dst, filtered(src, true, Filter::emphasise_peaks, {9.9f, 2, 7.9f}))) << "sizes are truncated";
 }
 
+/// The image of the spectrum of `src` under `weight(x, y)`, x counting complex columns of the packed spectrum; column 1
+/// of the packed spectrum is kept whatever the weight.
+template <class Weight>
+Picture weighted(Picture src, Weight weight) {
+  const int side = src.width();
+  zeb::MatBuffer<float> image(side, side), spectrum(side, side);
+  for (int y = 0; y < side; ++y)
+    for (int x = 0; x < side; ++x) image.at(y, x) = src(x, y);
+  zeb::fourier_transform(spectrum, image);
+  for (int y = 0; y < side; ++y)
+    for (int column = 0; column < side; ++column)
+      if (column != 1) spectrum.at(y, column) *= weight(column / 2, y);
+  Picture dst(side, src.stride(), side, 77);
+  auto dst_mat = dst.mat();
+  zeb::inverse_fourier_transform(dst_mat, spectrum);
+  return dst;
+}
+
+TEST(FftFilter, MasksNeverReachTheHighestColumnFrequency) {
+  Picture src = scene(32, 20);
+  for (int y = 0; y < 32; ++y)
+    for (int x = 0; x < 32; x += 2) src(x, y) = static_cast<unsigned char>(src(x, y) + 40);
+  const Picture stripes = filtered(src, false, Filter::notch_peaks, {-1});
+  EXPECT_TRUE(same(weighted(src, [](int, int) { return 0.0f; }), stripes)) << "all is a peak";
+  EXPECT_NEAR(stripes(0, 16), 20, 3);
+  EXPECT_EQ(stripes(1, 16), 0);
+}
+
+TEST(FftFilter, EmphasisKeepsTheLowestFrequenciesButTheOrigin) {
+  // Up to a radius of 5 the closing with its threshold of 0 takes everything for structure.
+  const Picture src = scene(32, 20);
+  const auto weight = [](int x, int y) { return x + y == 0 ? 0.0f : x < 8 && y < 8 ? 1.0f : 255.0f; };
+  EXPECT_TRUE(same(weighted(src, weight), filtered(src, false, Filter::emphasise_peaks, {9, 2, 5})));
+}
+
 TEST(FftFilterDeathTest, ViolatedRequirementsEndTheProcess) {
-  Picture p16(16, 16, 16), p8(8, 16, 8), p6(6, 16, 6), dst(16, 17, 16);
+  Picture p16(16, 16, 16), p8(8, 16, 8), p6(6, 16, 6), p1(1, 16, 1), dst(16, 17, 16);
   const auto run = [](Picture& to, Picture& from, Filter filter, std::vector<float> params) {
     auto dst_mat = to.mat(), src_mat = from.mat();
     zeb::fft_filter(dst_mat, src_mat, false, filter, std::move(params));
@@ -106,6 +141,7 @@ TEST(FftFilterDeathTest, ViolatedRequirementsEndTheProcess) {
   EXPECT_DEATH(run(p16, p16, Filter::notch_peaks, {}), "") << "it needs its parameter";
   EXPECT_DEATH(run(p16, p16, Filter::emphasise_peaks, {}), "");
   EXPECT_DEATH(run(p6, p6, Filter::flat, {}), "") << "no power of two";
+  EXPECT_DEATH(run(p1, p1, Filter::flat, {}), "") << "half the spectrum has no column";
   EXPECT_DEATH(run(p8, p8, Filter::emphasise_peaks, {3, 1, 2}), "") << "half the spectrum has four columns";
   run(p6, p6, Filter::none, {});
   run(p16, p16, Filter::emphasise_peaks, {3, 1, 2});

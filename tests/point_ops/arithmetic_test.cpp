@@ -139,6 +139,7 @@ TEST(Reciprocal, RoundsInBlocksAndTruncatesInTails) {
   EXPECT_EQ(inverted(0, 0, 5), (Paths{0, 0}));
   EXPECT_EQ(inverted(3, 100, 33), (Paths{67, 66})) << "shifted by 33 modulo 32";
   EXPECT_EQ(inverted(1, 255, 20), (Paths{255, 255}));
+  EXPECT_EQ(inverted(255, 1, 31), (Paths{0, 127})) << "-2^31 / 255 is -0x808081 in single precision";
 
   // Each group of four quotients in its place.
   Picture ramp(16, 16, 1), dst(16, 16, 1);

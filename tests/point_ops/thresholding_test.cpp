@@ -154,6 +154,19 @@ TEST(BoundingBox, ScalarFormIsExactAndEmptyImagesAreTold) {
   EXPECT_EQ(box_by(vGetMinMaxBM, p), (Box{17, 600, 5, 470}));
 }
 
+TEST(BoundingBox, ImagesOfNegativeSizeAreEmpty) {
+  for (const int width : {INT32_MIN, -17, 0, 5})
+    for (const int height : {INT32_MIN, -1, 0, 1}) {
+      if (width > 0 && height > 0) continue;
+      const Picture p(0, 32, 1, 0);
+      for (const auto f : {vGetMinMaxBM, vMMGetMinMaxBM}) {
+        Box box{-1, -1, -1, -1};
+        f(p.data(), width, height, 32, &box.x_min, &box.x_max, &box.y_min, &box.y_max);
+        EXPECT_EQ(box, (Box{width, 0, height, 0}));
+      }
+    }
+}
+
 TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
   Picture p(32, 32, 1);
   p(3, 0) = p(9, 0) = 255;

@@ -337,7 +337,7 @@ TEST(ContourScan, ShortMemoryAndForegroundInTheFrame) {
   EXPECT_DEATH(zeb::detail::scan_suzuki(image, ScanSuzukiMode::all_borders, contours, {0, 0}, nullptr), "");
   // From the frame the walk gets into the image, but not back.
   unframed.assign(25, 0);
-  image.at(1, 4) = image.at(2, 3) = image.at(3, 2) = 1;
+  image.at(0, 1) = image.at(1, 2) = image.at(2, 3) = 1;
   EXPECT_THROW(zeb::detail::scan_suzuki(image, ScanSuzukiMode::all_borders, contours, {0, 0}, nullptr),
                std::length_error);
 }

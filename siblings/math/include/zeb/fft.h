@@ -18,9 +18,8 @@
 ///   `s / 2 - 1`, columns `2 * kx` and `2 * kx + 1` of row ky hold the real and the imaginary part of F(ky, kx). Column
 ///   0 holds the frequencies kx = 0 and column 1 those with kx = s / 2, each in itself conjugate symmetric: rows 0 to
 ///   `s / 2` hold the real part of F(ky), row `s - ky` for ky from 1 to `s / 2 - 1` its imaginary part.
-/// - *unpacked*, `s + 1` by `s + 1`: the origin in the middle. Row i, column j hold F(i - s / 2, j - s / 2),
-/// frequencies
-///   taken modulo s, so that the first and the last row and column are equal.
+/// - *unpacked*, `s + 1` by `s + 1`: the origin in the middle. Row i, column j hold F(i - s / 2, j - s / 2), with
+///   frequencies taken modulo s, so that the first and the last row and column are equal.
 ///
 /// Strides may exceed widths; padding is neither read nor written. Images of any other size than stated, or of a side
 /// that is no power of two, are left alone. Calls on different images are independent of each other and may run at the
