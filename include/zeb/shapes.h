@@ -444,7 +444,7 @@ namespace detail {
 /// \param mode              as for `find_contours`
 /// \param[in,out] contours  is not cleared: `all_borders` appends to it, the other modes count from its first element
 /// \param offset            is added to the position in `image`, frame included
-/// \param[in,out] hierarchy may be null
+/// \param[in,out] hierarchy as in `find_contours`; may be null
 ZEB_API void scan_suzuki(Bitmap_<short>& image, const ScanSuzukiMode& mode, std::vector<PointContainer<int>>& contours,
                          const Point_<int>& offset, std::vector<int>* hierarchy);
 
