@@ -35,7 +35,8 @@ void primitives(Input& input) {
   }
   vFillRect(filled.data(), x1, y1, x2, y2, s, h, value);
   const auto in = [](int v, int limit) { return 0 <= v && v < limit; };
-  const int left = in(x1, s) ? x1 : 0, right = in(x2, s) ? x2 : s, top = in(y1, h) ? y1 : 0, bottom = in(y2, h) ? y2 : h;
+  const int left = in(x1, s) ? x1 : 0, right = in(x2, s) ? x2 : s, top = in(y1, h) ? y1 : 0,
+            bottom = in(y2, h) ? y2 : h;
   if (left <= right && top <= bottom)
     for (int y = 0; y < h; ++y)
       for (int x = 0; x < s; ++x) {
@@ -44,7 +45,8 @@ void primitives(Input& input) {
       }
 
   Plane ring(plane), back(plane);
-  const float radius = input.flag() ? input.any_real() : input.real(-5, 150), thickness = input.flag() ? input.any_real() : input.real(-5, 30);
+  const float radius = input.flag() ? input.any_real() : input.real(-5, 150),
+              thickness = input.flag() ? input.any_real() : input.real(-5, 30);
   const int mode = input.integer(-1, 3);
   vDrawCircle(ring.data(), w, h, s, x1, y1, radius, thickness, value, mode);
   check(same_padding(ring, before), "a ring clips at the width");
@@ -57,7 +59,8 @@ void primitives(Input& input) {
   const zeb::Rect__<zeb::Point_<zeb::um>> rect({input.real(-300, 300), input.real(-300, 300)},
                                                {input.real(-300, 300), input.real(-300, 300)});
   zeb::draw_rect(view, rect, input.real(0, 5), value);
-  zeb::draw_rect(view, zeb::Rect__<zeb::Point_<int>>({x1, y1}, {std::min(x2, x1 + 500), std::min(y2, y1 + 500)}), 1, value);
+  zeb::draw_rect(view, zeb::Rect__<zeb::Point_<int>>({x1, y1}, {std::min(x2, x1 + 500), std::min(y2, y1 + 500)}), 1,
+                 value);
 }
 
 void flood(Input& input) {
@@ -78,7 +81,8 @@ void flood(Input& input) {
     open.pop_back();
     if (!expected.contains(px, py) || expected(px, py) != old) continue;
     expected(px, py) = value;
-    for (const auto& next : {std::pair(px + 1, py), std::pair(px - 1, py), std::pair(px, py + 1), std::pair(px, py - 1)})
+    for (const auto& next :
+         {std::pair(px + 1, py), std::pair(px - 1, py), std::pair(px, py + 1), std::pair(px, py - 1)})
       open.push_back(next);
   }
   check(same_pixels(plane, expected), "a flood fills what is connected over sides");
@@ -119,8 +123,7 @@ void regions(Input& input) {
   FloodFill(unspoken.data(), src.data(), w, h, s, &cancel);
   if (close == 1) check(same_bytes(unspoken, dst), "close is 1 unless told otherwise");
   for (int y = 0; y < h && w > 0; ++y)
-    for (int x = 0; x < s; ++x)
-      check(dst(x, y) == 0 || (x < w && dst(x, y) == 255), "FloodFill paints 0 and 255");
+    for (int x = 0; x < s; ++x) check(dst(x, y) == 0 || (x < w && dst(x, y) == 255), "FloodFill paints 0 and 255");
 }
 
 void choices(Input& input) {
@@ -152,11 +155,21 @@ void choices(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 4)) {
-    case 0: primitives(input); break;
-    case 1: flood(input); break;
-    case 2: growth(input); break;
-    case 3: regions(input); break;
-    default: choices(input); break;
+    case 0:
+      primitives(input);
+      break;
+    case 1:
+      flood(input);
+      break;
+    case 2:
+      growth(input);
+      break;
+    case 3:
+      regions(input);
+      break;
+    default:
+      choices(input);
+      break;
   }
   return 0;
 }

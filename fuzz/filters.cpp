@@ -58,7 +58,8 @@ void boxes(Input& input) {
       if (cw * ch < 65000)
         check(rounded ? (difference == 0 || difference == 1) : difference == 0,
               "a packed mean is the scalar one, or that rounded up between the ends");
-      if (!masked) check(scalar_high(x, y) == clamp_byte(src(x, y) - scalar(x, y) + c), "high-pass is what low-pass takes");
+      if (!masked)
+        check(scalar_high(x, y) == clamp_byte(src(x, y) - scalar(x, y) + c), "high-pass is what low-pass takes");
     }
 
   Plane grown(blank), grown_packed(blank), source(src);
@@ -204,9 +205,10 @@ void grey_levels(Input& input) {
   check(same_bytes(src, before), "filters only read their source");
 
   const float surface_value = input.any_real();
-  AdaNorm(lined.data(), src.data(), {}, input.any_real(), 0,
-          [&](const std::vector<float>&, float x, float y) { return surface_value + x + y; }, w, s, h, 0,
-          input.integer(-100, 100), 0, 50, input.byte());
+  AdaNorm(
+      lined.data(), src.data(), {}, input.any_real(), 0,
+      [&](const std::vector<float>&, float x, float y) { return surface_value + x + y; }, w, s, h, 0,
+      input.integer(-100, 100), 0, 50, input.byte());
   check(same_padding(lined, blank), "AdaNorm keeps the padding");
 
   unsigned char table[256] = {};
@@ -272,11 +274,21 @@ void kernels(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 4)) {
-    case 0: boxes(input); break;
-    case 1: gradients(input); break;
-    case 2: events(input); break;
-    case 3: grey_levels(input); break;
-    default: kernels(input); break;
+    case 0:
+      boxes(input);
+      break;
+    case 1:
+      gradients(input);
+      break;
+    case 2:
+      events(input);
+      break;
+    case 3:
+      grey_levels(input);
+      break;
+    default:
+      kernels(input);
+      break;
   }
   return 0;
 }

@@ -114,7 +114,8 @@ void boxes(Input& input) {
   });
   check(same(zeb::enclosing_orthogonal_rectangle(view, lower, upper, mode), expected), "the box of the threshold");
   check(same(zeb::enclosing_orthogonal_rectangle(work_view, view, lower, upper, mode), expected), "with a work image");
-  const auto inscribed = zeb::inscribed_orthogonal_rectangle(view, input.flag() ? input.any_real() : input.real(-400, 400));
+  const auto inscribed =
+      zeb::inscribed_orthogonal_rectangle(view, input.flag() ? input.any_real() : input.real(-400, 400));
   static_cast<void>(inscribed);
   check(same_bytes(src, before), "boxes only read");
 }
@@ -149,7 +150,8 @@ void points(Input& input) {
   Plane src = input.picture(layout);
   const Plane before(src);
   std::vector<float> positions(static_cast<std::size_t>(w));
-  zeb::GetEdgeFineRes(positions.data(), src.data(), w, s, h, input.integer(0, 1), input.flag() ? input.any_real() : input.real(0, 255));
+  zeb::GetEdgeFineRes(positions.data(), src.data(), w, s, h, input.integer(0, 1),
+                      input.flag() ? input.any_real() : input.real(0, 255));
   for (const float position : positions)
     check(position >= 0 && position <= static_cast<float>(std::max(1, h)), "an edge lies inside its column");
   float cx = -1, cy = -1;
@@ -172,17 +174,19 @@ void points(Input& input) {
   const int x = input.integer(0, w - 1), y = input.integer(0, h - 1);
   const unsigned char low = input.byte(), high = input.byte();
   int fx = -1, fy = -1, quadrant = -1, sides[4] = {input.integer(0, 1), input.integer(0, 1), input.integer(0, 1), 1};
-  if (w * h < 5000 && zeb::find_point(src.data(), nullptr, w, h, s, x, y, low, high, input.real(0, 40),
-                      input.real(0, 90), &fx, &fy, input.flag() ? &quadrant : nullptr, input.flag() ? sides : nullptr)) {
+  if (w * h < 5000 &&
+      zeb::find_point(src.data(), nullptr, w, h, s, x, y, low, high, input.real(0, 40), input.real(0, 90), &fx, &fy,
+                      input.flag() ? &quadrant : nullptr, input.flag() ? sides : nullptr)) {
     check(src.contains(fx, fy) && src(fx, fy) >= low && src(fx, fy) <= high, "the point found is in the range");
     check(fx == x || fy == y, "the point found lies straight ahead");
   }
   // The ray may look at the column and the row behind the image.
-  Plane roomy = src.with_room(static_cast<std::size_t>(s + 1)), guide = input.picture(layout, true).with_room(static_cast<std::size_t>(s + 1)),
-        trace(roomy);
+  Plane roomy = src.with_room(static_cast<std::size_t>(s + 1)),
+        guide = input.picture(layout, true).with_room(static_cast<std::size_t>(s + 1)), trace(roomy);
   const int dx = input.integer(-300, 300), dy = input.integer(-300, 300);
-  if ((dx != 0 || dy != 0) && zeb::find_point_on_line(roomy.data(), input.flag() ? guide.data() : nullptr, input.flag() ? trace.data() : nullptr, w, h,
-                              s, x, y, input.any_real(), low, high, dx, dy, &fx, &fy))
+  if ((dx != 0 || dy != 0) && zeb::find_point_on_line(roomy.data(), input.flag() ? guide.data() : nullptr,
+                                                      input.flag() ? trace.data() : nullptr, w, h, s, x, y,
+                                                      input.any_real(), low, high, dx, dy, &fx, &fy))
     check(fx >= 0 && fx <= w && fy >= 0 && fy <= h, "the ray ends at the border");
   const int rx = input.integer(0, w - 1), ry = input.integer(0, h - 1);
   const int rw = input.integer(0, w - rx), rh = input.integer(0, h - ry);
@@ -240,8 +244,8 @@ void rectangles(Input& input) {
   const Plane before(src);
   float x[4], y[4];
   const int fill = input.integer(0, 1);
-  const int found = detect_rect_rand_clust(src.data(), layout.width, layout.stride, layout.height, x, y, fill,
-                                           input.integer(0, 4));
+  const int found =
+      detect_rect_rand_clust(src.data(), layout.width, layout.stride, layout.height, x, y, fill, input.integer(0, 4));
   check(found == 0 || found == 1, "there is one rectangle or none");
   if (fill == 0) check(same_bytes(src, before), "without filling the image is only read");
 }
@@ -251,12 +255,30 @@ void rectangles(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 15)) {
-    case 0: random_fits(input); break;
-    case 1: rectangles(input); break;
-    case 2: case 3: boxes(input); break;
-    case 4: case 5: case 6: masks(input); break;
-    case 7: case 8: case 9: case 10: borders(input); break;
-    default: points(input); break;
+    case 0:
+      random_fits(input);
+      break;
+    case 1:
+      rectangles(input);
+      break;
+    case 2:
+    case 3:
+      boxes(input);
+      break;
+    case 4:
+    case 5:
+    case 6:
+      masks(input);
+      break;
+    case 7:
+    case 8:
+    case 9:
+    case 10:
+      borders(input);
+      break;
+    default:
+      points(input);
+      break;
   }
   return 0;
 }

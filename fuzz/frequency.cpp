@@ -95,8 +95,8 @@ void filter(Input& input) {
   std::vector<float> params;
   const bool wild = input.flag();
   for (int i = 0; i < static_cast<int>(kind); ++i) params.push_back(wild ? input.any_real() : input.real(-5, 30));
-  // The closing's work grows with the radius squared.
-  if (params.size() == 3 && !(std::abs(params[2]) < 40)) params[2] = 3;
+  // The closing refuses negative radii, and its work grows with their square.
+  if (params.size() == 3 && !(params[2] > -1 && params[2] < 40)) params[2] = 3;
   const bool window = input.flag();
   auto from = src.mat(), to = dst.mat(), both = in_place.mat();
   zeb::fft::Filter used = kind;

@@ -154,10 +154,18 @@ void narrow(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 3)) {
-    case 0: circles_and_squares(input); break;
-    case 1: ellipses(input); break;
-    case 2: sequences(input); break;
-    default: narrow(input); break;
+    case 0:
+      circles_and_squares(input);
+      break;
+    case 1:
+      ellipses(input);
+      break;
+    case 2:
+      sequences(input);
+      break;
+    default:
+      narrow(input);
+      break;
   }
   return 0;
 }

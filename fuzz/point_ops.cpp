@@ -31,27 +31,38 @@ void arithmetic(Input& input) {
   const unsigned char v = input.byte();
   unsigned char* d = dst.data();
   vBMSet(d, v, w, s, h);
-  check_each(dst, blank, [&](int, int) { return v; }, "vBMSet");
+  check_each(
+      dst, blank, [&](int, int) { return v; }, "vBMSet");
   vBMAdd(d, a.data(), b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return a(x, y) + b(x, y); }, "vBMAdd of images");
+  check_each(
+      dst, blank, [&](int x, int y) { return a(x, y) + b(x, y); }, "vBMAdd of images");
   vBMAdd(d, a.data(), v, w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return a(x, y) + v; }, "vBMAdd of a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return a(x, y) + v; }, "vBMAdd of a value");
   vBMAddS(d, a.data(), b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return std::min(a(x, y) + b(x, y), 255); }, "vBMAddS of images");
+  check_each(
+      dst, blank, [&](int x, int y) { return std::min(a(x, y) + b(x, y), 255); }, "vBMAddS of images");
   vBMAddS(d, a.data(), v, w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return std::min(a(x, y) + v, 255); }, "vBMAddS of a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return std::min(a(x, y) + v, 255); }, "vBMAddS of a value");
   vBMSub(d, a.data(), b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return a(x, y) - b(x, y); }, "vBMSub of images");
+  check_each(
+      dst, blank, [&](int x, int y) { return a(x, y) - b(x, y); }, "vBMSub of images");
   vBMSub(d, v, b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return v - b(x, y); }, "vBMSub from a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return v - b(x, y); }, "vBMSub from a value");
   vBMSub(d, a.data(), v, w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return a(x, y) - v; }, "vBMSub of a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return a(x, y) - v; }, "vBMSub of a value");
   vBMSubS(d, a.data(), b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return std::max(a(x, y) - b(x, y), 0); }, "vBMSubS of images");
+  check_each(
+      dst, blank, [&](int x, int y) { return std::max(a(x, y) - b(x, y), 0); }, "vBMSubS of images");
   vBMSubS(d, v, b.data(), w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return std::max(v - b(x, y), 0); }, "vBMSubS from a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return std::max(v - b(x, y), 0); }, "vBMSubS from a value");
   vBMSubS(d, a.data(), v, w, s, h);
-  check_each(dst, blank, [&](int x, int y) { return std::max(a(x, y) - v, 0); }, "vBMSubS of a value");
+  check_each(
+      dst, blank, [&](int x, int y) { return std::max(a(x, y) - v, 0); }, "vBMSubS of a value");
   Plane in_place(a);
   vBMSubS(in_place.data(), in_place.data(), v, w, s, h);
   check(same_pixels(in_place, dst), "the destination may be the source");
@@ -97,10 +108,14 @@ void thresholds(Input& input) {
   Plane dst(blank);
   const unsigned char lower = input.byte(), upper = input.byte();
   vThresholding(dst.data(), a.data(), w, s, h, lower, upper);
-  check_each(dst, blank, [&](int x, int y) { return a(x, y) > upper ? 255 : a(x, y) < lower ? 254 : 0; }, "vThresholding");
+  check_each(
+      dst, blank, [&](int x, int y) { return a(x, y) > upper   ? 255
+                                             : a(x, y) < lower ? 254
+                                                               : 0; }, "vThresholding");
   vThresholdingInverseBinary(dst.data(), a.data(), w, s, h, lower, upper);
-  check_each(dst, blank, [&](int x, int y) { return lower <= a(x, y) && a(x, y) <= upper ? 255 : 0; },
-             "vThresholdingInverseBinary");
+  check_each(
+      dst, blank, [&](int x, int y) { return lower <= a(x, y) && a(x, y) <= upper ? 255 : 0; },
+      "vThresholdingInverseBinary");
 
   int box[4] = {w, 0, h, 0}, found[4], quick[4];
   for (int y = 0; y < h; ++y)
@@ -131,13 +146,17 @@ void thresholds(Input& input) {
   const auto a_view = left.mat(), b_view = b.mat();
   auto c_view = c.mat();
   zeb::bitwise_and(c_view, a_view, b_view);
-  check_each(c, c_blank, [&](int x, int y) { return a(x, y) & b(x, y); }, "bitwise_and");
+  check_each(
+      c, c_blank, [&](int x, int y) { return a(x, y) & b(x, y); }, "bitwise_and");
   zeb::bitwise_and(c_view, a_view, lower);
-  check_each(c, c_blank, [&](int x, int y) { return a(x, y) & lower; }, "bitwise_and with a value");
+  check_each(
+      c, c_blank, [&](int x, int y) { return a(x, y) & lower; }, "bitwise_and with a value");
   zeb::bitwise_andnot(c_view, a_view, b_view);
-  check_each(c, c_blank, [&](int x, int y) { return ~a(x, y) & b(x, y); }, "bitwise_andnot");
+  check_each(
+      c, c_blank, [&](int x, int y) { return ~a(x, y) & b(x, y); }, "bitwise_andnot");
   zeb::bitwise_xor(c_view, a_view, b_view);
-  check_each(c, c_blank, [&](int x, int y) { return a(x, y) ^ b(x, y); }, "bitwise_xor");
+  check_each(
+      c, c_blank, [&](int x, int y) { return a(x, y) ^ b(x, y); }, "bitwise_xor");
 }
 
 void bits(Input& input) {
@@ -147,7 +166,8 @@ void bits(Input& input) {
   Plane dst(Layout{w, w + input.integer(0, 20), h, input.integer(0, 15)});
   const Plane blank(dst);
   ExpandBM(dst.data(), packed.data(), w, h, dst.stride(), pitch * 8 + input.integer(0, 7));
-  check_each(dst, blank, [&](int x, int y) { return (packed(x / 8, y) >> x % 8 & 1) != 0 ? 255 : 0; }, "ExpandBM");
+  check_each(
+      dst, blank, [&](int x, int y) { return (packed(x / 8, y) >> x % 8 & 1) != 0 ? 255 : 0; }, "ExpandBM");
 
   const int count = input.integer(-10, 2000), bytes = std::max(0, count) / 128 * 16;
   const Layout row{bytes + 3, bytes + 3, 1, input.integer(0, 15)};
@@ -168,9 +188,15 @@ void bits(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 2)) {
-    case 0: arithmetic(input); break;
-    case 1: thresholds(input); break;
-    default: bits(input); break;
+    case 0:
+      arithmetic(input);
+      break;
+    case 1:
+      thresholds(input);
+      break;
+    default:
+      bits(input);
+      break;
   }
   return 0;
 }

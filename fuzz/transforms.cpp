@@ -24,9 +24,12 @@ Layout packed_layout(Input& input, int largest = 200) {
 
 float parameter(Input& input) {
   switch (input.integer(0, 3)) {
-    case 0: return input.any_real();
-    case 1: return static_cast<float>(input.integer(-250, 250));
-    default: return input.real(-250, 250);
+    case 0:
+      return input.any_real();
+    case 1:
+      return static_cast<float>(input.integer(-250, 250));
+    default:
+      return input.real(-250, 250);
   }
 }
 
@@ -59,7 +62,8 @@ void warps(Input& input) {
     for (int x = 0; x < w; ++x) {
       check(present[nearest(x, y)], "the nearest pixel is one of the source or the background");
       for (const Plane* warped : {&scalar, &packed, &displaced})
-        check(least - 1 <= (*warped)(x, y) && (*warped)(x, y) <= greatest + 1, "interpolation stays between its sources");
+        check(least - 1 <= (*warped)(x, y) && (*warped)(x, y) <= greatest + 1,
+              "interpolation stays between its sources");
     }
 
   Plane copy(blank);
@@ -100,7 +104,8 @@ void shifts(Input& input) {
                  background, 0);
   for (int y = 0; y < layout.height; ++y)
     for (int x = 0; x < layout.stride; ++x) {
-      const int sx = x - dx, sy = y - dy;
+      // Half a pixel is added and the rest cut off, so a negative shift is one less.
+      const int sx = x - (dx < 0 ? dx + 1 : dx), sy = y - (dy < 0 ? dy + 1 : dy);
       const bool inside = 0 <= sx && sx < layout.stride && 0 <= sy && sy < layout.height;
       check(dst(x, y) == (inside ? src(sx, sy) : background), "translate shifts whole pixels");
     }
@@ -150,8 +155,8 @@ void resampling(Input& input) {
   if (w > 0 && h > 0) {
     Plane second = input.picture(layout);
     Plane trace(blank.with_room(1));
-    check(!std::isnan(zeb::fMatchAngleFromPolar(src.data(), second.data(), w, h, s,
-                                                input.flag() ? trace.data() : nullptr)),
+    check(!std::isnan(
+              zeb::fMatchAngleFromPolar(src.data(), second.data(), w, h, s, input.flag() ? trace.data() : nullptr)),
           "an angle is a number");
   }
   check(same_bytes(src, before), "resampling only reads");
@@ -185,11 +190,28 @@ void search(Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   Input input(bytes, size);
   switch (input.integer(0, 15)) {
-    case 0: search(input); break;
-    case 1: case 2: points(input); break;
-    case 3: case 4: case 5: case 6: resampling(input); break;
-    case 7: case 8: case 9: case 10: shifts(input); break;
-    default: warps(input); break;
+    case 0:
+      search(input);
+      break;
+    case 1:
+    case 2:
+      points(input);
+      break;
+    case 3:
+    case 4:
+    case 5:
+    case 6:
+      resampling(input);
+      break;
+    case 7:
+    case 8:
+    case 9:
+    case 10:
+      shifts(input);
+      break;
+    default:
+      warps(input);
+      break;
   }
   return 0;
 }
