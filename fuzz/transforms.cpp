@@ -149,7 +149,8 @@ void resampling(Input& input) {
     check(out_w == may_w && out_h == may_h && out_s == may_s, "the reduced size is the quotient");
     for (int y = 0; y < out_h; ++y)
       for (int x = 0; x < out_w; ++x)
-        check(reduced(x, y) >= src(x * factor, y * factor) || x * factor >= w, "a maximum covers its centre");
+        check(reduced(x, y) >= src(x * factor + w % factor / 2, y * factor + h % factor / 2),
+              "a maximum covers its centre");
   }
 
   if (w > 0 && h > 0) {
