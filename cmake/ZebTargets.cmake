@@ -23,6 +23,9 @@ function(zeb_compile_options target)
     target_compile_options(${target} PRIVATE -fsanitize=${ZEB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${ZEB_SANITIZE})
   endif()
+  if(ZEB_FUZZ)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()
 
 # zeb_library(target NAME exported-name EXPORT_MACRO macro EXPORT_HEADER path): a library of the package, to be

@@ -228,6 +228,8 @@ ZEB_API Shape get_longest_shape(Bitmap_<unsigned char>& bitmap, bool ascending);
 /// only the points that lie between two hull points on the chain are searched for the farthest one. So the chain should
 /// be the outline of a connected set, walked anticlockwise on a screen, as the tracers do with `ascending`: of one
 /// walked clockwise little more than the leftmost and the rightmost point is found. Codes are masked with 7.
+/// Where the chain goes out and back along a line one pixel wide, a corner may be missed: of equally far points the
+/// first on the chain is taken, and those at its end come later.
 ///
 /// `*hull_x` and `*hull_y` receive blocks of `*hull_count` coordinates, which the caller releases with
 /// `zeb::mem::aligned_free`. They begin at the leftmost point, the first of equals on the chain, and follow the chain.
@@ -416,9 +418,10 @@ enum class ScanSuzukiMode : std::int32_t {
 /// pixels wide are searched completely. In wider ones a component can be missed, or be met in its middle first, which
 /// can report the right end of a row of pixels as a hole.
 ///
-/// \param[out] hierarchy  for each contour the index of its parent, -1 for one directly in the frame. A mode of
-///   `all_borders` or `external_only` replaces it. `outer_borders` appends, and the parents keep the numbers from
-///   before the borders of holes were dropped.
+/// \param[out] hierarchy  for each contour the index of its parent, -1 for one directly in the frame, -2 for the border
+///   of a hole that an image too wide to be searched completely reports directly in the frame; such a border is not
+///   `external_only`. A mode of `all_borders` or `external_only` replaces it. `outer_borders` appends, and the parents
+///   keep the numbers from before the borders of holes were dropped.
 /// \param[out] contours   is cleared first
 /// \param offset          is added to each point
 ///

@@ -249,6 +249,9 @@ TEST(ContourScan, WideImagesAreSteppedOver) {
   ASSERT_EQ(result.contours.size(), 1u);
   EXPECT_EQ(result.contours[0].x[0], 66);
   EXPECT_EQ(result.contours[0].size(), 2u * 46u);
+  // A hole in the frame has the parent of the frame, and so is none of the borders without a parent.
+  EXPECT_EQ(result.hierarchy, std::vector<int>{-2});
+  EXPECT_TRUE(scan(p, ScanSuzukiMode::external_only).contours.empty());
 }
 
 TEST(ContourScan, FollowsTheRulesOnAnyImage) {

@@ -214,6 +214,12 @@ TEST(Hull, OfABlockIsItsCorners) {
   EXPECT_TRUE(rectangle_of(corners, -3) == rectangle_of(corners, 0));
 }
 
+TEST(Hull, AWalkOutAndBackMayLoseACorner) {
+  // (0,0), then down to the right, to the rightmost column at (4,2), out to (4,3) and back, and over (4,0) home. Of the
+  // rightmost points the first counts; from there to the leftmost, (4,3) lies in line with (4,2) and (4,0).
+  EXPECT_EQ(hull_of({2, 2, 4, 2, 1, 5, 6, 4, 7, 7, 7, 7}, 0, 0), (Points{{0, 0}, {2, 2}, {4, 2}, {4, 0}}));
+}
+
 TEST(Hull, ATriangleKeepsItsFirstEdge) {
   // The ends of the edge take no part, so the only other corner has no extent along it.
   const Rectangle r = rectangle_of({{0, 0}, {0, 4}, {4, 4}}, 0);
