@@ -27,7 +27,7 @@ struct Images {
     return stride > 0 && height > 0 ? static_cast<std::size_t>(stride) * static_cast<std::size_t>(height) : 0;
   }
   void fill_padding(unsigned char value) const {
-    if (stride <= width) return;
+    if (empty() || stride <= width) return;
     for (int y = 0; y < height; ++y) std::memset(dst + row(y) + width, value, static_cast<std::size_t>(stride - width));
   }
 };
