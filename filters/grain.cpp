@@ -66,7 +66,8 @@ void vFineGrain(unsigned char* dst, unsigned char* src, int width, int height, i
     unsigned char* const first_row = dst + std::ptrdiff_t{r} * cell_height * stride;
     for (int c = 0; c < columns; ++c) std::fill_n(first_row + std::ptrdiff_t{c} * cell_width, cell_width, from[c]);
     for (int y = 1; y < cell_height; ++y)
-      std::memmove(first_row + std::ptrdiff_t{y} * stride, first_row, static_cast<std::size_t>(columns) * static_cast<std::size_t>(cell_width));
+      std::memmove(first_row + std::ptrdiff_t{y} * stride, first_row,
+                   static_cast<std::size_t>(columns) * static_cast<std::size_t>(cell_width));
   }
 }
 

@@ -27,8 +27,10 @@ struct Images {
     return stride > 0 && height > 0 ? static_cast<std::size_t>(stride) * static_cast<std::size_t>(height) : 0;
   }
   void fill_padding(unsigned char value) const {
-    if (empty() || stride <= width) return;
-    for (int y = 0; y < height; ++y) std::memset(dst + row(y) + width, value, static_cast<std::size_t>(stride - width));
+    const int columns = std::max(width, 0);
+    if (stride <= columns) return;
+    for (int y = 0; y < height; ++y)
+      std::memset(dst + row(y) + columns, value, static_cast<std::size_t>(stride - columns));
   }
 };
 

@@ -57,7 +57,7 @@ void vMMRecursiveEllipticMorphOp(unsigned char* dst, const unsigned char* src, i
     if (images.bytes() != 0) std::memmove(dst, src, images.bytes());
     return;
   }
-  if (radius_x < 0 || radius_y < 0 || images.empty()) return;
+  if (radius_x < 0 || radius_y < 0 || images.bytes() == 0) return;
   if (radius_x >= 64) {
     vMorphOpThinEllipse(dst, src, width, stride, height, radius_x, radius_y, offset_x, offset_y, operation, threshold,
                         rectangular);
@@ -83,7 +83,7 @@ void vMorphOpThinEllipse(unsigned char* dst, const unsigned char* src, int width
     return;
   }
   const Images images{dst, src, width, stride, height};
-  if (radius_x < 0 || radius_y < 0 || images.empty()) return;
+  if (radius_x < 0 || radius_y < 0) return;
   const unsigned char hit = hit_value(operation);
   images.fill_padding(static_cast<unsigned char>(~hit));
   mark(images, Decisive::below_threshold(operation, threshold), stamped(radius_x, radius_y, rectangular != 0),

@@ -159,7 +159,7 @@ class Marking {
         offset_x_(offset.x),
         offset_y_(offset.y),
         hit_(hit),
-        columns_(std::min(tile_columns, static_cast<int>((std::int64_t{images.width} + 127) & -128))),
+        columns_(static_cast<int>(std::min<std::int64_t>(tile_columns, (std::int64_t{images.width} + 127) & -128))),
         words_(columns_ / word_bits),
         reach_(static_cast<int>(std::min<std::int64_t>(element.reach(), images.width + std::abs(offset_x_)))) {}
 

@@ -32,7 +32,7 @@ void vMMRecursiveMorphOp(unsigned char* dst, const unsigned char* src, int width
     if (images.bytes() != 0) std::memmove(dst, src, images.bytes());
     return;
   }
-  if (radius < 0 || images.empty()) return;
+  if (radius < 0 || images.bytes() == 0) return;
   const Element element = circular(radius, rectangular != 0);
   const Decisive decisive = Decisive::up_to_threshold(operation, threshold);
   if (radius <= largest_counted_radius && width <= 2 * radius) {

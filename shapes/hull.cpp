@@ -79,6 +79,8 @@ class HullFinder {
   /// The point between `a` and `b`, along the chain and past its end where `b < a`, that lies farthest to the outside
   /// of the line from `a` to `b`; the first of equals, or -1 without one.
   int farthest(int a, int b) const {
+    // Differences are formed in integers for the line's direction, but in `float` for the points' distances from it:
+    // beyond 2^24, where `float` rounds coordinates, the hull depends on it.
     const auto ex = static_cast<float>(wrapping_sub(xs_[b], xs_[a]));
     const auto ey = static_cast<float>(wrapping_sub(ys_[b], ys_[a]));
     const float length = std::sqrt(ey * ey + ex * ex);

@@ -97,7 +97,8 @@ ZEB_API Rect__<Point_<int>> enclosing_orthogonal_rectangle(const Mat<unsigned ch
                                                            unsigned char upper, ThresholdMode mode);
 
 /// The axis-parallel rectangle that stays inside the image after a rotation by `angle` degrees, from the image's size
-/// alone; no pixel is read. An angle of 0, or NaN, gives the whole image.
+/// alone; no pixel is read. An angle of 0, or NaN, gives the whole image. Meant for small angles: with steeper ones the
+/// corners cross over, which only puts them in order.
 ZEB_API Rect__<Point_<int>> inscribed_orthogonal_rectangle(const Mat<unsigned char>& src, float angle);
 /// @}
 
@@ -135,7 +136,11 @@ ZEB_API void CalcLinesRandom(float* angles, float* distances, float* angle_histo
 ///
 /// Draws up to 2000 triples of active pixels that lie apart, weighs the circle through each by its closeness to all
 /// others and averages the best quarter. Without any circle all three results are 0. The cost is largest where all
-/// active pixels lie within a fifth of the image's size, since then no triple is ever accepted.
+/// active pixels lie within a fifth of the image's size, since then no triple is ever accepted. Mind the order of the
+/// arguments: the radius comes first, and `width, height, stride` is the order of the geometry.
+///
+/// \param radius, centre_x, centre_y  in pixels; the centre counts from the middle of pixel (0, 0) and need not lie in
+///     the image. Triples on one line count as circles of radius 1e8 around (0, 0).
 ZEB_API void CalcCircleRandom(float* radius, float* centre_x, float* centre_y, unsigned char* bitmap, int width,
                               int height, int stride);
 
@@ -208,8 +213,8 @@ ZEB_API void get_cross_position(unsigned char* bitmap, int stride, int ignored, 
 /// \param min_radius, max_radius  distances to search; `max_radius` 0 stands for the image's diagonal and is rounded,
 ///     and is itself not reached: the last ring is one below it
 /// \param found_x, found_y  written only where a pixel is found
-/// \param found_side  may be null: the quadrant of the hit, 0 (+x, +y), 1 (+x, -y), 2 (-x, -y), 3 (-x, +y); 0 without
-/// one \param side_mask  null, or four numbers: in the vertical directions a quadrant with a 0 is not searched; in the
+/// \param found_side  null, or the quadrant of the hit: 0 (+x, +y), 1 (+x, -y), 2 (-x, -y), 3 (-x, +y); 0 without a hit
+/// \param side_mask  null, or four numbers: in the vertical directions a quadrant with a 0 is not searched; in the
 ///     horizontal ones it is the place in the drawn order that a 0 rules out
 /// \return whether a pixel was found
 ZEB_API bool find_point(unsigned char* bitmap, unsigned char* ignored, int width, int height, int stride, int x, int y,
@@ -245,8 +250,9 @@ ZEB_API bool find_point_on_line(unsigned char* bitmap, unsigned char* guide, uns
 /// \param fill  not 0: where the region around the middle of the corners can be traced, `src` is cleared and holds that
 ///     region with the value 250. The region is looked up at the middle with row and column exchanged, so only a
 ///     rectangle near the main diagonal is filled.
-/// \param radius  not 0: the edges are dilated by a disk of this radius first
-/// \return 1 where there are exactly four corners, else 0; 0 too where memory is short
+/// \param radius  above 0: the edges are dilated by a disk of this radius first
+/// \return 1 where there are exactly four corners, else 0; 0 too where memory is short, a size is below 1 or `stride`
+///     is below `width`
 ///
 /// Corners of clean rectangles in images of some 300 pixels and more come within two pixels; in smaller ones lines may
 /// be missed. `stride` must be a multiple of 4 for images that are turned (see `mm_transform`); the result depends on

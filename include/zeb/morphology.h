@@ -19,15 +19,17 @@
 /// | `vMMRecursiveMorphOp`, `vMMRecursiveEllipticMorphOp` | pixel <= threshold | 0 | copies grey values and padding |
 /// | `vMMMorphOpDist` | pixel <= threshold | is kept | thresholds |
 ///
-/// (An ellipse stamped with equal radii below 63 belongs to the third row.)
+/// (`vMorphOpThinEllipse` with equal radii below 63 and no offset belongs to the third row, and
+/// `vMMRecursiveEllipticMorphOp` with a `radius_x` from 64 to the second. The latter copies where both radii are below
+/// 1.)
 ///
 /// A dilation takes `pixel > threshold` as foreground in all of them: a pixel equal to the threshold is foreground to
 /// the erosion of the first two rows and background everywhere else.
 ///
 /// The element is the square of side 2r+1, or the disk of all offsets with `dx*dx + dy*dy <= r*r`. `operation` is 0
 /// for a dilation, anything else for an erosion. `dst` and `src` share the geometry and must not share pixels.
-/// Addresses and strides need no alignment. Unless stated otherwise, images need hold nothing behind the last pixel,
-/// and a `width` or `height` below 1 does nothing.
+/// Addresses and strides need no alignment. Unless stated otherwise, images need hold nothing behind the last pixel.
+/// With a `height` below 1 nothing is written, with a `width` below 1 only what the function says of the padding.
 
 namespace zeb {
 
@@ -87,25 +89,23 @@ ZEB_API void vMorphOpThin(unsigned char* dst, const unsigned char* src, int widt
 /// start of the next row, and they remain counted. So `src` must be readable up to `2 * radius + 1` bytes from the
 /// start of its last row. With `width <= radius`, columns `width` to `radius` are processed as well, each row writing
 /// its 255s there over what the row above left: `dst` must be writable up to `radius + 1` bytes from the start of its
-/// last row. Larger radii are clipped like everything else.
+/// last row. A `width` below 1 is no exception. Larger radii are clipped like everything else.
 ZEB_API void vMMRecursiveMorphOp(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                                  int radius, int operation, unsigned char threshold, int rectangular);
 
 /// `vMMRecursiveMorphOp` with a rectangle or an ellipse of half-axes `radius_x` and `radius_y`. The result at row `y`
 /// comes from the element around row `y - offset_y`.
 ///
-/// - Both radii below 1: copies `stride * height` bytes. One of them negative: leaves `dst` as it was.
+/// - Both radii below 1: copies `stride * height` bytes. Otherwise a negative one leaves `dst` as it was.
 /// - `radius_x` from 64: acts as `vMorphOpThinEllipse`, with its background rule and padding.
 /// - `radius_x` below 64: `offset_x` is ignored, and what `vMMRecursiveMorphOp` says of narrow images holds with
 ///   `radius_x` for the radius.
-/// - The ellipse reaches `trunc(radius_x * sqrt(1.0001 - (dy/radius_y)^2))` columns to either side, in single
-/// precision;
-///   a `radius_y` of 0 leaves the centre pixel alone. Give line elements as rectangles.
+/// - The ellipse reaches `trunc(sqrt(1 - q*q + 0.0001) * radius_x)` columns to either side, with `q = dy/radius_y`, in
+///   single precision; a `radius_y` of 0 leaves the centre pixel alone. Give line elements as rectangles.
 /// - `radius_y` above 63: columns from `radius_x + 1` are processed in groups of 16, whose count changes from one
-/// column
-///   to the next by a signed byte. Where 128 and more rows change the same way at once, that change wraps around and
-///   the count stays wrong to the end of the row; a group takes a count below 0 as nothing counted in a dilation and as
-///   something counted in an erosion. Images of fewer than 128 rows are not affected.
+///   column to the next by a signed byte. Where 128 and more rows change the same way at once, that change wraps around
+///   and the count stays wrong to the end of the row; a group takes a count below 0 as nothing counted in a dilation
+///   and as something counted in an erosion. Images of fewer than 128 rows are not affected.
 ZEB_API void vMMRecursiveEllipticMorphOp(unsigned char* dst, const unsigned char* src, int width, int stride,
                                          int height, int radius_x, int radius_y, int offset_x, int offset_y,
                                          int operation, unsigned char threshold, int rectangular);

@@ -431,8 +431,9 @@ namespace detail {
 /// \param[in,out] image     is left with the number of a border on each of its pixels, negative where the right
 ///   neighbour was found to be background
 /// \param[in,out] contours  is not cleared: `all_borders` appends to it, and the other modes count from its first
-/// element \param offset            is added to the position in `image`, frame included \param[in,out] hierarchy may be
-/// null
+///   element
+/// \param offset  is added to the position in `image`, frame included
+/// \param[in,out] hierarchy  as in `find_contours`; may be null
 ZEB_API void scan_suzuki(Bitmap_<short>& image, const ScanSuzukiMode& mode, std::vector<PointContainer<int>>& contours,
                          const Point_<int>& offset, std::vector<int>* hierarchy);
 

@@ -196,11 +196,11 @@ ZEB_API void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_
 /// the rotation, the spacings of parallel ones the scale. Lines are found by random sampling, see `CalcLinesRandom`,
 /// which seeds the process-wide `rand`; both images should be edge images.
 ///
-/// Directions and spacings go into histograms of twice the mean side length bins, 2000 at most. Images without lines
-/// give an angle of 0 and a scale somewhat below 1.
+/// Directions and spacings go into histograms of `2 * trunc(sqrt(width * height))` bins, 2000 at most. Images without
+/// lines give an angle of 0 and a scale somewhat below 1. Where memory is short, or a size is below 1, neither is
+/// written.
 /// \param angle    rotation in radians, the second image's directions minus the first one's
 /// \param scale    scale of the first image against the second one
-/// Where memory is short, or a size is below 1, neither is written.
 ZEB_API void vFindRotationAngle(float* angle, float* scale, unsigned char* image1, unsigned char* image2, int width,
                                 int height, int stride);
 

@@ -12,12 +12,16 @@ trap 'rm -rf "$scratch"' EXIT
 cmake --install "$build" --prefix "$scratch/first" >/dev/null
 mv "$scratch/first" "$scratch/prefix"  # an installation does not depend on where it was made
 
+# The consumer is the first program of the README, to the letter.
+sed -n '/^```cpp$/,/^```$/{/^```/d;p}' "$here/../../README.md" | diff - "$here/consumer.cpp"
+
+expected='a part 100 um wide'
 cmake -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/consumer" >/dev/null
-"$scratch/consumer/consumer"
+[ "$("$scratch/consumer/consumer")" = "$expected" ]
 
 pc=$(find "$scratch/prefix" -name zeb.pc)
 export PKG_CONFIG_PATH=${pc%/*}
 # shellcheck disable=SC2046: flags are words
 "$CXX" -std=c++17 "$here/consumer.cpp" -o "$scratch/by_pkg_config" $(pkg-config --cflags --libs zeb)
-LD_LIBRARY_PATH=$(pkg-config --variable=libdir zeb) "$scratch/by_pkg_config"
+[ "$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir zeb) "$scratch/by_pkg_config")" = "$expected" ]

@@ -32,15 +32,19 @@ namespace {
 
 constexpr int thresholds[] = {0, 1, 127, 254, 255};
 
-/// Grey noise in which about one pixel in `rarity` is decisive, and in which pixels equal to the threshold occur.
-Picture noise(std::mt19937& engine, int width, int stride, int height, const Call& c, int rarity, int offset = 0) {
+/// Which side of an erosion the pixels equal to the threshold are on.
+enum class Equal { background, foreground };
+
+/// Values around the threshold, itself included, of which about one in `rarity` is decisive.
+Picture noise(std::mt19937& engine, int width, int stride, int height, const Call& c, int rarity, int offset = 0,
+              Equal equal = Equal::background) {
+  const int bright = c.operation != 0 && equal == Equal::foreground ? c.threshold : c.threshold + 1;
+  const auto value = [&](int lowest) { return std::clamp(pick(engine, lowest, lowest + 1), 0, 255); };
   Picture picture = Picture::random(engine, width, stride, height, offset);
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < stride; ++x) {
-      const int side = pick(engine, 0, rarity - 1) == 0 ? 0 : 1;
-      const int low = pick(engine, std::max(0, c.threshold - 1), c.threshold);
-      const int high = pick(engine, std::min(255, c.threshold), std::min(255, c.threshold + 2));
-      picture(x, y) = static_cast<unsigned char>((c.operation == 0) == (side == 0) ? high : low);
+      const bool decisive = pick(engine, 0, rarity - 1) == 0;
+      picture(x, y) = static_cast<unsigned char>(value(decisive == (c.operation == 0) ? bright : bright - 2));
     }
   return picture;
 }
@@ -63,16 +67,17 @@ void run_distance(Picture& dst, const Picture& src, const Call& c) {
 /// Whether a decisive pixel lies in the disk or square, from the list of all decisive ones.
 void by_definition(Picture& dst, const Picture& src, const Call& c) {
   const long long r = c.radius_x;
+  const auto is_decisive = [&](int x, int y) { return (src(x, y) > c.threshold) == (c.operation == 0); };
   std::vector<std::pair<int, int>> decisive;
   for (int y = 0; y < src.height(); ++y)
     for (int x = 0; x < src.width(); ++x)
-      if ((src(x, y) > c.threshold) == (c.operation == 0)) decisive.emplace_back(x, y);
+      if (is_decisive(x, y)) decisive.emplace_back(x, y);
   for (int y = 0; y < src.height(); ++y)
     for (int x = 0; x < src.width(); ++x) {
-      const bool hit = std::any_of(decisive.begin(), decisive.end(), [&](auto d) {
-        const long long dx = std::abs(d.first - x), dy = std::abs(d.second - y);
-        return c.rectangular != 0 ? dx <= r && dy <= r : dx * dx + dy * dy <= r * r;
-      });
+      const bool hit = is_decisive(x, y) || std::any_of(decisive.begin(), decisive.end(), [&](auto d) {
+                         const long long dx = std::abs(d.first - x), dy = std::abs(d.second - y);
+                         return c.rectangular != 0 ? dx <= r && dy <= r : dx * dx + dy * dy <= r * r;
+                       });
       dst(x, y) = hit == (c.operation == 0) ? 255 : 0;
     }
 }
@@ -84,8 +89,8 @@ TEST(RunningCount, FollowsItsStepsAtAllRadii) {
       const Call c{radius, radius, 0, 0, i & 1, thresholds[pick(engine, 0, 4)], i >> 1 & 1};
       // Around the widths where the count leaves its left zone, where it is clipped, and where blocks begin.
       const int around[] = {1, radius, 2 * radius, 2 * radius + 16, 2 * radius + 100};
-      const int width = std::max(1, around[pick(engine, 0, 4)] + pick(engine, -2, 18));
-      const int stride = width + pick(engine, 0, 1) * pick(engine, 0, 40), height = pick(engine, 1, 24);
+      const int width = around[pick(engine, 0, 4)] + pick(engine, -3, 18), height = pick(engine, 1, 24);
+      const int stride = std::max(width, 1) + pick(engine, 0, 1) * pick(engine, 0, 40);
       const int behind = 127 / stride + 1;  // rows that are the memory behind the image
       SCOPED_TRACE(::testing::Message() << c << ", width " << width << ", stride " << stride << ", height " << height);
       const int rarity = pick(engine, 0, 3) == 0 ? 3 : 40 * radius;
@@ -142,7 +147,7 @@ TEST(RunningCount, RadiusZeroCopiesAndNegativeRadiiDoNothing) {
   expect_copy();
   run_elliptic(vMorphOpThinEllipse, dst, src, 5, {0, 0, 0, 0, 1, 100, 1});
   expect_copy();
-  vMMRecursiveMorphOp(nullptr, nullptr, 0, 0, 0, 3, 1, 1, 1);
+  vMMRecursiveMorphOp(nullptr, nullptr, 0, 0, 5, 3, 1, 1, 1);
   vMMMorphOpDist(nullptr, nullptr, 0, 0, 5, 3, 1, 1);
 }
 
@@ -171,7 +176,8 @@ TEST(Elliptic, CountingFormFollowsItsSteps) {
                  thresholds[pick(engine, 0, 4)],
                  i >> 1 & 1};
     if (c.radius_x < 1 && c.radius_y < 1) continue;
-    const int width = pick(engine, 1, 220), stride = width + pick(engine, 0, 9), height = pick(engine, 1, 30);
+    const int width = pick(engine, -2, 220), stride = std::max(width, 1) + pick(engine, 0, 9);
+    const int height = pick(engine, 1, 30);
     const int behind = 127 / stride + 1;
     SCOPED_TRACE(::testing::Message() << c << ", width " << width << ", stride " << stride << ", height " << height);
     const Picture src = noise(engine, width, stride, height + behind, c, pick(engine, 2, 2000));
@@ -218,9 +224,12 @@ TEST(Elliptic, ScatteringFormStampsWithOffsets) {
                  i & 1,
                  thresholds[pick(engine, 0, 4)],
                  i >> 1 & 1};
-    const auto g = i % 50 == 0 ? Geometry{2500, 2503, 9, 3} : Geometry::random(engine);
+    const auto g = i % 50 == 0   ? Geometry{2500, 2503, 9, 3}
+                   : i % 50 == 1 ? Geometry{pick(engine, -3, 0), 9, 5, 3}
+                                 : Geometry::random(engine);
     SCOPED_TRACE(::testing::Message() << c << ", " << g);
-    const Picture src = noise(engine, g.width, g.stride, g.height, c, pick(engine, 2, 3000), g.offset);
+    const Picture src =
+        noise(engine, g.width, g.stride, g.height, c, pick(engine, 2, 3000), g.offset, Equal::foreground);
     Picture expected(g.width, g.stride, g.height), dst(expected);
     const bool circle = c.radius_x == c.radius_y && c.radius_x < 63 && c.offset_x == 0 && c.offset_y == 0;
     if (circle) continue;

@@ -224,23 +224,24 @@ const Operation filters[] = {
 };
 
 const Operation morphology[] = {
-    {"erode", [](Call& c) { erode(c.to, c.areas, 3, 128, MorphOpMode::morph_thin, false); }, whole_rows,
+    {"erode", [](Call& c) { erode(c.to, c.areas, 3, 128, MorphOpMode::morph_thin, false); }, whole_rows | writes_empty,
      Shortage::throws},
     {"dilate", [](Call& c) { dilate(c.to, c.areas, 3, 128, MorphOpMode::morph_direct, false); }, plain,
      Shortage::throws},
     {"opening", [](Call& c) { opening(c.to, c.areas, 3, 128, MorphOpMode::morph_recursive, false); },
-     whole_rows | own_layout, Shortage::gives_up},
+     whole_rows | writes_empty | own_layout, Shortage::gives_up},
     {"closing", [](Call& c) { closing(c.to, c.areas, 3, 128, MorphOpMode::morph_distance, false); },
-     whole_rows | own_layout, Shortage::gives_up},
+     whole_rows | writes_empty | own_layout, Shortage::gives_up},
     {"vMorphOp", [](Call& c) { vMorphOp(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 1); }, plain, Shortage::throws},
-    {"vMorphOpThin", [](Call& c) { vMorphOpThin(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0); }, whole_rows,
-     Shortage::throws},
+    {"vMorphOpThin", [](Call& c) { vMorphOpThin(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0); },
+     whole_rows | writes_empty, Shortage::throws},
     {"vMMRecursiveMorphOp", [](Call& c) { vMMRecursiveMorphOp(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0); },
-     whole_rows},
+     whole_rows | writes_empty},
     {"vMMRecursiveEllipticMorphOp",
-     [](Call& c) { vMMRecursiveEllipticMorphOp(c.dst, c.mask, c.w, c.s, c.h, 5, 3, 0, 1, 0, 128, 0); }, whole_rows},
+     [](Call& c) { vMMRecursiveEllipticMorphOp(c.dst, c.mask, c.w, c.s, c.h, 5, 3, 0, 1, 0, 128, 0); },
+     whole_rows | writes_empty},
     {"vMorphOpThinEllipse", [](Call& c) { vMorphOpThinEllipse(c.dst, c.mask, c.w, c.s, c.h, 5, 3, 1, 1, 0, 128, 0); },
-     whole_rows},
+     whole_rows | writes_empty},
     {"vMMMorphOpDist", [](Call& c) { vMMMorphOpDist(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128); }},
 };
 

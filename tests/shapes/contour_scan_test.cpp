@@ -290,14 +290,16 @@ TEST(ContourScan, FollowsTheRulesOnAnyImage) {
 }
 
 /// A frame with two holes, the upper one with `isolated` single pixels in it: borders 2, 3 and 4 to `isolated` + 3.
-/// Then follow the lower hole and a line in it.
+/// Then follow the lower hole and a line in it, whose left end has a tail downward: a walk that erases its path is lost
+/// there and leaves the rest of the line.
 Picture many_borders(int isolated) {
   const int rows = 2 * ((isolated + 27) / 28) + 3;
   Picture p(60, 60, rows + 8);
   for (int x = 0; x < 60; ++x) p(x, 0) = p(x, rows) = p(x, rows + 7) = 1;
   for (int y = 0; y < p.height(); ++y) p(0, y) = p(59, y) = 1;
   for (int i = 0; i < isolated; ++i) p(2 + i % 28 * 2, 2 + i / 28 * 2) = 1;
-  for (int x = 10; x < 20; ++x) p(x, rows + 4) = 1;
+  for (int x = 10; x < 30; ++x) p(x, rows + 2) = 1;
+  p(10, rows + 3) = p(10, rows + 4) = 1;
   return p;
 }
 
