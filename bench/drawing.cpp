@@ -46,9 +46,10 @@ void compare_all(Size size) {
           interleave(i->dst, i->a, i->b, *mask);
         };
       },
-      // The peer copies one side only; the other is in place already.
+      // The peer needs two steps.
       ZEB_BENCH_PEER([=] {
         return [i = Images::make(size), mask = std::make_shared<Image<unsigned char>>(blobs(size))] {
+          i->peer_a.copyTo(i->peer_dst);
           i->peer_b.copyTo(i->peer_dst, peer_view(*mask));
         };
       }));

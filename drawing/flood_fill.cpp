@@ -51,6 +51,7 @@ class Row {
 
   /// Paints the old pixels from `x` on to the left; returns the leftmost one painted, `x + 1` where there is none.
   std::ptrdiff_t paint_left(std::ptrdiff_t x) const {
+    if (x < 0 || !is_old(x)) return x + 1;  // most runs of a narrow area are this short
     for (; x >= 15; x -= 16) {
       const unsigned others = old_mask(x - 15) ^ 0xFFFFu;
       if (others != 0) {
@@ -67,6 +68,7 @@ class Row {
   /// Paints the old pixels from `x` on to the right, below `width`; returns the rightmost one painted, `x - 1` where
   /// there is none.
   std::ptrdiff_t paint_right(std::ptrdiff_t x, std::ptrdiff_t width) const {
+    if (x >= width || !is_old(x)) return x - 1;
     for (; x + 16 <= width; x += 16) {
       const unsigned others = old_mask(x) ^ 0xFFFFu;
       if (others != 0) {
