@@ -99,6 +99,7 @@ const std::vector<Operation>& catalogue();
 /// Makes allocations of this thread fail: those of `Core`, or those by `operator new`, once `successes` were granted.
 void starve_core(int successes);
 void starve_new(int successes);
+bool can_starve_new();
 void end_shortages();
 
 }  // namespace zeb::reliability
