@@ -55,12 +55,17 @@ ZEB_API void flood_fill(Bitmap_<unsigned char>& bitmap, Point_<unsigned int> see
 /// `dst` rules width, stride and height, and nothing is checked: all images must be laid out alike. `dst` may be any
 /// of the sources or the mask.
 /// @{
+
+/// Chooses between two images.
 ZEB_API void interleave(Bitmap_<unsigned char>& dst, const Bitmap_<unsigned char>& first,
                         const Bitmap_<unsigned char>& second, const Bitmap_<unsigned char>& mask);
+/// Chooses between an image and a constant.
 ZEB_API void interleave(Bitmap_<unsigned char>& dst, const Bitmap_<unsigned char>& first, unsigned char second,
                         const Bitmap_<unsigned char>& mask);
+/// Chooses between a constant and an image.
 ZEB_API void interleave(Bitmap_<unsigned char>& dst, unsigned char first, const Bitmap_<unsigned char>& second,
                         const Bitmap_<unsigned char>& mask);
+/// Chooses between two constants.
 ZEB_API void interleave(Bitmap_<unsigned char>& dst, unsigned char first, unsigned char second,
                         const Bitmap_<unsigned char>& mask);
 /// @}
@@ -130,12 +135,17 @@ ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, 
 /// As `zeb::interleave`. Where both sources are constants given as plain literals, name their type:
 /// `vBMInterleave(p, std::uint8_t{0}, std::uint8_t{0}, p, w, s, h)`, since a literal 0 may be a pointer as well.
 /// @{
+
+/// Chooses between two images.
 ZEB_API void vBMInterleave(unsigned char* dst, const unsigned char* first, const unsigned char* second,
                            const unsigned char* mask, int width, int stride, int height);
+/// Chooses between an image and a constant.
 ZEB_API void vBMInterleave(unsigned char* dst, const unsigned char* first, unsigned char second,
                            const unsigned char* mask, int width, int stride, int height);
+/// Chooses between a constant and an image.
 ZEB_API void vBMInterleave(unsigned char* dst, unsigned char first, const unsigned char* second,
                            const unsigned char* mask, int width, int stride, int height);
+/// Chooses between two constants.
 ZEB_API void vBMInterleave(unsigned char* dst, unsigned char first, unsigned char second, const unsigned char* mask,
                            int width, int stride, int height);
 /// @}

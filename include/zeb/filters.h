@@ -47,8 +47,10 @@ Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel);
 template <class T>
 Image<int> convolution(Bitmap_<T> src, Matrix<int> kernel, int border);
 
+/// The part inside the image, of 8-bit images: the element type that the library provides.
 template <>
 ZEB_API Image<int> convolution<unsigned char>(Bitmap_<unsigned char> src, Matrix<int> kernel);
+/// The whole image, of 8-bit images: the element type that the library provides.
 template <>
 ZEB_API Image<int> convolution<unsigned char>(Bitmap_<unsigned char> src, Matrix<int> kernel, int border);
 
@@ -175,16 +177,20 @@ ZEB_API void hp_filter(Mat<unsigned char>& dst, const Mat<unsigned char>& src, c
 ZEB_API void hp_filter(Mat<unsigned char>& dst, const Mat<unsigned char>& src, int filter_width, int filter_height,
                        int offset);
 
-/// Local mean, scalar form. \param mask may be null
+/// Local mean, scalar form.
+/// \param mask   may be null
 ZEB_API void vBM_LPFilter(unsigned char* dst, const unsigned char* src, const unsigned char* mask, int width,
                           int stride, int height, int filter_width, int filter_height);
-/// Local mean, packed form. \param mask may be null
+/// Local mean, packed form.
+/// \param mask   may be null
 ZEB_API void vMMBM_LPFilter(unsigned char* dst, const unsigned char* src, const unsigned char* mask, int width,
                             int stride, int height, int filter_width, int filter_height);
-/// Source minus local mean plus an offset, scalar form. \param mask may be null; the offset is 128 then
+/// Source minus local mean plus an offset, scalar form.
+/// \param mask   may be null; the offset is 128 then
 ZEB_API void vBM_HPFilter(unsigned char* dst, const unsigned char* src, const unsigned char* mask, int width,
                           int stride, int height, int filter_width, int filter_height, int offset);
-/// Source minus local mean plus `offset`, packed form. \param mask may be null
+/// Source minus local mean plus `offset`, packed form.
+/// \param mask   may be null
 ZEB_API void vMMBM_HPFilter(unsigned char* dst, const unsigned char* src, const unsigned char* mask, int width,
                             int stride, int height, int filter_width, int filter_height, int offset);
 /// Local mean of `lut[src]`, scalar form.

@@ -12,8 +12,7 @@
 /// Fourier transforms of square images and a filter against periodic patterns.
 ///
 /// Sides are powers of two, from 1 up. `zeb/fft.h` describes the transforms, the three layouts of a spectrum and the
-/// scale of the pictures. Source and destination must not share their pixels. A violated requirement ends the process,
-/// before anything is allocated; a lack of memory throws `std::bad_alloc`. Sources stay as they are, although some are
+/// scale of the pictures. Source and destination must not share their pixels. A violated requirement ends the process; a lack of memory throws `std::bad_alloc`. Sources stay as they are, although some are
 /// passed by non-constant reference.
 
 namespace zeb {

@@ -57,8 +57,8 @@ struct Point_ {
 template <class P>
 class Rect__ {
  public:
-  P top_left{};
-  P bottom_right{};
+  P top_left{};      ///< the corner with the smaller coordinates
+  P bottom_right{};  ///< the opposite corner, which belongs to the rectangle
 
   Rect__() = default;
   /// The rectangle between any two opposite corners, in any order.
@@ -94,7 +94,9 @@ class Mat {
   Mat() = default;
   /// A view of the given geometry; nothing is checked.
   Mat(T* data_, int width_, int stride_, int height_) : data(data_), width(width_), stride(stride_), height(height_) {}
+  /// A view of the same pixels.
   Mat(const Mat&) = default;
+  /// Becomes a view of the other's pixels; none are copied.
   Mat& operator=(const Mat&) = default;
   virtual ~Mat() = default;
 
@@ -113,9 +115,11 @@ class Mat {
 
   /// Iteration over all elements, padding included. Empty where `height * stride` is negative.
   T* begin() const { return data; }
+  /// Behind the last element, padding included.
   T* end() const { return data + std::max<std::ptrdiff_t>(0, std::ptrdiff_t{height} * stride); }
 
  protected:
+  /// Where the element at column `x` of row `y` is; nothing is checked.
   T* address(int x, int y) const { return data + (std::ptrdiff_t{y} * stride + x); }
 };
 
@@ -127,9 +131,12 @@ class Bitmap_ : public Mat<T> {
   um pixel_size_y;  ///< length of one pixel along a column
 
   Bitmap_() = default;
+  /// A view of the given geometry; nothing is checked.
   Bitmap_(T* data_, int width_, int stride_, int height_, Point_<um> pixel_size)
       : Mat<T>(data_, width_, stride_, height_), pixel_size_x(pixel_size.x), pixel_size_y(pixel_size.y) {}
+  /// A view of the same pixels.
   Bitmap_(const Bitmap_&) = default;
+  /// Becomes a view of the other's pixels; none are copied.
   Bitmap_& operator=(const Bitmap_& other) {
     Mat<T>::operator=(other);
     pixel_size_x = other.pixel_size_x;
@@ -184,6 +191,7 @@ class Image : public Bitmap_<T> {
   Image& operator=(const Image&) = delete;
   /// Leaves `other` an empty image.
   Image(Image&& other) noexcept { swap(other); }
+  /// Releases its own pixels and takes over the other's.
   Image& operator=(Image&& other) noexcept {
     Image(std::move(other)).swap(*this);
     return *this;
@@ -221,6 +229,7 @@ class MatBuffer : public Mat<T> {
   MatBuffer& operator=(const MatBuffer&) = delete;
   /// Leaves `other` empty.
   MatBuffer(MatBuffer&& other) noexcept : Mat<T>() { swap(other); }
+  /// Releases its own elements and takes over the other's.
   MatBuffer& operator=(MatBuffer&& other) noexcept {
     MatBuffer(std::move(other)).swap(*this);
     return *this;
@@ -281,14 +290,17 @@ class Matrix {
 template <class T>
 class PointContainer {
  public:
-  std::vector<T> x;
-  std::vector<T> y;
+  std::vector<T> x;  ///< columns
+  std::vector<T> y;  ///< rows
 
+  /// Appends a point.
   void add(T px, T py) {
     x.push_back(px);
     y.push_back(py);
   }
+  /// Number of points.
   std::size_t size() const { return x.size(); }
+  /// Whether there is no point.
   bool empty() const { return x.empty(); }
 };
 

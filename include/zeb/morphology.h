@@ -50,8 +50,10 @@ enum class MorphOpMode : std::int32_t {
 /// `morph_distance` with a square is not implemented: the call returns and leaves `dst` as it was.
 /// @{
 
+/// Erosion, by the rule of the raw function that `mode` chooses.
 ZEB_API void erode(Mat<unsigned char>& dst, const Mat<unsigned char>& src, int size, unsigned char threshold,
                    MorphOpMode mode, bool rectangular);
+/// Dilation, by the rule of the raw function that `mode` chooses.
 ZEB_API void dilate(Mat<unsigned char>& dst, const Mat<unsigned char>& src, int size, unsigned char threshold,
                     MorphOpMode mode, bool rectangular);
 

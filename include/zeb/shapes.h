@@ -23,8 +23,11 @@
 
 /// Thrown for a chain code outside 0 to 7, "chain code value out of range ([0,7])".
 struct ZEB_API invalid_chain_code_element : public std::invalid_argument {
+  /// With the message above.
   invalid_chain_code_element();
+  /// A copy with the same message.
   invalid_chain_code_element(const invalid_chain_code_element& other);
+  /// Takes over the message.
   invalid_chain_code_element& operator=(const invalid_chain_code_element& other);
   ~invalid_chain_code_element() override;
 };
@@ -49,13 +52,16 @@ class ZEB_API Shape {
   /// Takes over `chain`, which is left empty, and stores the rest as given. Nothing is checked. `empty()` is false.
   Shape(std::vector<char>&& chain, int start_x, int start_y, int min_x, int max_x, int min_y, int max_y,
         bool counter_clockwise, int rot);
+  /// A copy with a chain of its own.
   Shape(const Shape& other);
   /// Takes over the chain; all else is copied, so that `other` keeps its extents and its `empty()`.
   Shape(Shape&& other) noexcept;
+  /// As the copy constructor.
   Shape& operator=(const Shape& other);
   /// As the move constructor; moving a shape onto itself changes nothing.
   Shape& operator=(Shape&& other) noexcept;
   ~Shape();
+  /// Exchanges everything.
   void swap(Shape& other);
 
   /// Moves the start pixel and the extents. The chain and `rot()` stay, although `rot()` depends on the position.
@@ -65,16 +71,20 @@ class ZEB_API Shape {
   Rect__<Point_<int>> boundary() const;
   /// The first of `size()` codes; null for a chain that never had any.
   char* chain_code();
+  /// The same, for reading.
   const char* chain_code() const;
   /// True where no shape was found. An isolated pixel is a shape.
   bool empty() const;
   /// True for a walk with the shape on its right hand as seen on a screen, which runs anticlockwise in a frame with y
   /// upward. It is what the shape was constructed with; nothing checks it against the chain.
   bool is_counter_clockwise() const;
-  /// Extents of the pixels visited, inclusive.
+  /// The rightmost column visited.
   int max_x() const;
+  /// The lowest row visited, the largest y.
   int max_y() const;
+  /// The leftmost column visited.
   int min_x() const;
+  /// The uppermost row visited.
   int min_y() const;
   /// The rectangle of smallest area around the convex hull, see `vMER`: its corners, truncated toward zero, and the
   /// lengths of its longer and its shorter side in pixels. Sides are measured between pixel centres. For up to 8 steps
@@ -168,11 +178,13 @@ ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, int index, F
 /// An unknown mode searches as `from_left` and throws `std::invalid_argument` ("unknown mode") if that finds a pixel.
 ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, Find_Active_Pixel_Mode mode, bool ascending);
 
-/// The same on plain buffers.
+/// Starts near a position, on a plain buffer.
 ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
                               unsigned int y, unsigned int x, bool search, bool ascending);
+/// Starts in one line, on a plain buffer.
 ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
                               unsigned int index, Find_Active_Pixel_Mode mode, bool ascending);
+/// Starts in the middle, on a plain buffer.
 ZEB_API Shape find_next_shape(const unsigned char* data, unsigned int width, unsigned int stride, unsigned int height,
                               Find_Active_Pixel_Mode mode, bool ascending);
 /// @}
@@ -430,10 +442,10 @@ namespace detail {
 ///
 /// \param[in,out] image     is left with the number of a border on each of its pixels, negative where the right
 ///   neighbour was found to be background
-/// \param[in,out] contours  is not cleared: `all_borders` appends to it, and the other modes count from its first
-///   element
-/// \param offset  is added to the position in `image`, frame included
-/// \param[in,out] hierarchy  as in `find_contours`; may be null
+/// \param mode              as for `find_contours`
+/// \param[in,out] contours  is not cleared: `all_borders` appends to it, the other modes count from its first element
+/// \param offset            is added to the position in `image`, frame included
+/// \param[in,out] hierarchy as in `find_contours`; may be null
 ZEB_API void scan_suzuki(Bitmap_<short>& image, const ScanSuzukiMode& mode, std::vector<PointContainer<int>>& contours,
                          const Point_<int>& offset, std::vector<int>* hierarchy);
 

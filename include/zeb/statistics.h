@@ -30,9 +30,14 @@ ZEB_API std::vector<float> line_histogram(const Bitmap_<unsigned char>& src);
 /// \name Trimmed statistics
 /// The raw functions of the same names on a vector; without a `total` the sum of the bins is taken.
 /// @{
+
+/// Trimmed mean of the bin index; the sum of the bins is the total.
 ZEB_API float hist_average(const std::vector<float>& hist, float lower, float upper);
+/// Trimmed mean of the bin index.
 ZEB_API float hist_average(const std::vector<float>& hist, float total, float lower, float upper);
+/// Number of bins that the band covers; the sum of the bins is the total.
 ZEB_API float hist_width(const std::vector<float>& hist, float lower, float upper);
+/// Number of bins that the band covers.
 ZEB_API float hist_width(const std::vector<float>& hist, float total, float lower, float upper);
 /// @}
 

@@ -18,6 +18,7 @@ ZEB_API Image<unsigned char> iota_image(int width, int alignment, int height);
 
 /// A random byte per pixel, row by row from the left. Padding is not initialised.
 ZEB_API Image<unsigned char> random_image(int width, int alignment, int height);
+/// The same from a seed.
 ZEB_API Image<unsigned char> random_image(int width, int alignment, int height, int seed);
 
 /// A random byte modulo `max + 1` per pixel; with a `max` of -1 all pixels are 0. Padding is not initialised.

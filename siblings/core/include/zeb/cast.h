@@ -4,6 +4,9 @@
 
 #include "zeb/core_export.h"
 
+/// \file
+/// Conversion from floating point to 8 bits.
+
 namespace zeb {
 
 template <class T>

@@ -16,6 +16,7 @@ namespace zeb::mem {
 class ZEB_CORE_API bad_allocation : public std::bad_alloc {
  public:
   ~bad_allocation() override;
+  /// "bad allocation".
   const char* what() const noexcept override;
 };
 
@@ -43,19 +44,25 @@ ZEB_CORE_API void* alloc_or_throw(std::size_t bytes);
 template <class T>
 class ProtectedAllocator {
  public:
+  /// What an allocator is for.
   using value_type = T;
 
   ProtectedAllocator() = default;
+  /// From the allocator of another element type, which has no state to take over.
   template <class U>
   ProtectedAllocator(const ProtectedAllocator<U>&) {}  // NOLINT(google-explicit-constructor): rebinding
 
+  /// Room for `count` elements.
   T* allocate(std::size_t count) {
     const std::size_t bytes = count > SIZE_MAX / sizeof(T) ? SIZE_MAX : count * sizeof(T);
     return static_cast<T*>(alloc_or_throw(bytes));
   }
+  /// Releases what `allocate` gave.
   void deallocate(T* block, std::size_t) { aligned_free(block); }
 
+  /// All are equal: each releases the blocks of any other.
   friend bool operator==(const ProtectedAllocator&, const ProtectedAllocator&) { return true; }
+  /// Never.
   friend bool operator!=(const ProtectedAllocator&, const ProtectedAllocator&) { return false; }
 };
 

@@ -35,6 +35,7 @@ class Mat;
 
 namespace fft {
 
+/// Which way a transform goes.
 enum class direction : std::int32_t {
   forward = 0,  ///< image to spectrum
   inverse = 1,  ///< spectrum to image, divided by the number of pixels

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Lengths.
+
 namespace zeb {
 
 /// A length in micrometres, held as one `float`.
@@ -10,7 +13,9 @@ struct um {
   um() : value(0.0f) {}
   /// `length` micrometres. Implicit, so that `{0, 0}` is a pixel size.
   um(int length) : value(static_cast<float>(length)) {}  // NOLINT(google-explicit-constructor)
-  um(float length) : value(length) {}                    // NOLINT(google-explicit-constructor)
+  /// The same from a number with a fraction.
+  um(float length) : value(length) {}  // NOLINT(google-explicit-constructor)
+  /// An equal length.
   um(const um& other) = default;
   ~um() = default;
 
