@@ -104,7 +104,7 @@ namespace zeb {
 
 void GetEdgeFineRes(float* positions, unsigned char* bitmap, int width, int stride, int height, int falling,
                     float threshold) {
-  const VerticalSteps steps{bitmap, stride, height, falling != 0};
+  const VerticalSteps steps{bitmap, stride, std::max(height, 0), falling != 0};
   const int whole = width < 1 ? 0 : width & ~15;
   for (int x = 0; x < whole; x += LastPeaks::strip) {
     const int columns = std::min(LastPeaks::strip, whole - x);

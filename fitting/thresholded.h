@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <limits>
+
 #include "zeb/image.h"
 #include "zeb/point_ops.h"
 
@@ -9,7 +12,7 @@ namespace zeb::fitting {
 class Thresholded {
  public:
   Thresholded(const Mat<unsigned char>& src, unsigned char lower, unsigned char upper, ThresholdMode mode)
-      : buffer_(src.width, src.stride, src.height),
+      : buffer_(src.width, src.stride, countable(src)),
         // The buffer's own stride may be wider, but the kernels take one stride for both images.
         view_(buffer_.data, src.width, src.stride, src.height) {
     detail::require(src.width <= src.stride);
@@ -20,6 +23,13 @@ class Thresholded {
   const Mat<unsigned char>& view() const { return view_; }
 
  private:
+  /// The rows of an image whose elements a buffer can count; there is no memory for a larger one.
+  static int countable(const Mat<unsigned char>& src) {
+    const std::int64_t pitch = std::int64_t{src.stride} + 63;
+    if (src.height > 0 && pitch * src.height > std::numeric_limits<std::int32_t>::max()) throw mem::bad_allocation();
+    return src.height;
+  }
+
   MatBuffer<unsigned char> buffer_;
   Mat<unsigned char> view_;
 };

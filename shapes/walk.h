@@ -20,8 +20,8 @@ class Source {
         width_(static_cast<int>(width)),
         height_(static_cast<int>(height)),
         stride_(static_cast<int>(stride)),
-        inner_width_(static_cast<unsigned>(std::max(width_ - 3, 0))),
-        inner_height_(static_cast<unsigned>(std::max(height_ - 2, 0))) {}
+        inner_width_(static_cast<unsigned>(std::max(width_, 3) - 3)),
+        inner_height_(static_cast<unsigned>(std::max(height_, 2) - 2)) {}
 
   int width() const { return width_; }
   int height() const { return height_; }

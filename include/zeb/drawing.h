@@ -123,7 +123,8 @@ ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int wid
 ///                layer and each outline, without synchronisation. What was painted so far stays
 ///
 /// Returns without touching `dst` where a pointer is null, the size is below 1, `stride` below `width`, `height *
-/// stride` beyond 32 bits or memory short.
+/// stride` beyond 32 bits or there is no memory for the work images. Throws `std::bad_alloc` where an outline finds no
+/// memory; what was painted so far stays then.
 ZEB_API void FloodFill(unsigned char* dst, const unsigned char* src, int width, int height, int stride, int close,
                        unsigned int* cancel);
 /// The same with `close` 1.

@@ -54,7 +54,8 @@ ZEB_API std::vector<int> border_by_maximum(const Mat<unsigned char>& src, Image_
 ZEB_API std::vector<int> border_by_minimum(const Mat<unsigned char>& src, Image_Side side);
 /// The first pixel outside the band `lower..upper` (`Standard`) or inside it (`InverseBinary`); both ends belong to the
 /// band. Any other `mode` finds nothing. Takes a work image; throws `std::bad_alloc` where there is no memory for it,
-/// and ends the process for an image with a `stride` below its `width`.
+/// which includes a negative area and one of 2^31 bytes and more, and ends the process for an image with a `stride`
+/// below its `width`.
 ZEB_API std::vector<int> border_by_threshold(const Mat<unsigned char>& src, Image_Side side, unsigned char lower,
                                              unsigned char upper, ThresholdMode mode);
 /// The first step in grey value, a pixel minus its predecessor on the line. `Standard`: below `lower` or above `upper`;
@@ -90,8 +91,8 @@ ZEB_API Rect__<Point_<int>> enclosing_orthogonal_rectangle(Mat<unsigned char>& w
                                                            unsigned char lower, unsigned char upper,
                                                            ThresholdMode mode);
 /// The bounding box of what the threshold marks, with a work image of its own. Throws `std::bad_alloc` where there is
-/// no memory for it; ends the process for an image with a `stride` below its `width`. A mode that is no `ThresholdMode`
-/// marks nothing.
+/// no memory for it, which includes a negative area and one of 2^31 bytes and more; ends the process for an image with
+/// a `stride` below its `width`. A mode that is no `ThresholdMode` marks nothing.
 ZEB_API Rect__<Point_<int>> enclosing_orthogonal_rectangle(const Mat<unsigned char>& src, unsigned char lower,
                                                            unsigned char upper, ThresholdMode mode);
 

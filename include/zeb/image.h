@@ -19,6 +19,12 @@
 /// The element at column `x`, row `y` of an image is `data[y * stride + x]`; the top row comes first. `stride` counts
 /// elements, and the elements from `width` to `stride` at the end of a row are padding. Views never own pixels:
 /// whoever made the buffer keeps it alive.
+///
+/// Geometry that describes no image. Unless a function says otherwise, an image without pixels (a `width` or `height`
+/// below 1) is neither read nor written, and its pointer may be null. A `stride` below the `width` makes rows overlap:
+/// nothing outside of them is written, and what the pixels become is undefined; the last row needs its whole `width`.
+/// Offsets are formed in 64 bits, so images may be larger than 2 GB. Where work memory depends on a size that nothing
+/// can hold, that is a lack of memory.
 
 namespace zeb {
 

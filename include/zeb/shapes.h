@@ -354,7 +354,8 @@ ZEB_API float fPolygonArea(int* xs, int* ys, int count);
 /// \param src  is not changed
 /// \param[out] count,min_length,max_length  number of shapes, the shortest and the longest of them; 0 without any. Each
 ///   may be null.
-/// \return 0 and nothing written where memory is short
+/// \return 0 and nothing written where there is no memory for two work images
+/// Throws `std::bad_alloc`, with nothing written, where an outline finds no memory.
 ZEB_API float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, int* count, float* min_length,
                                  float* max_length);
 

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <complex>
+#include <cstdint>
+#include <vector>
+
+#include "zeb/zeb.h"
+
+/// Every public function once, as a call on given images: what the tests of this folder run over.
+namespace zeb::reliability {
+
+/// The images, parameters and results of one call.
+struct Call {
+  /// Four images of one layout: a destination, a grey image, an image of lines and one of filled areas.
+  Bitmap_<unsigned char> to, from, lines, areas;
+  unsigned char *dst = nullptr, *src = nullptr, *edges = nullptr, *mask = nullptr;
+  int w = 0, s = 0, h = 0;
+
+  /// Parameters that are no images, made beforehand so that calls allocate nothing themselves.
+  std::vector<float> weights = std::vector<float>(256);  ///< a histogram
+  std::vector<float> x1, y1, x2, y2, ones;               ///< 8 points each
+  std::vector<float> floats = std::vector<float>(4096), more_floats = std::vector<float>(4096);
+  std::vector<int> ints = std::vector<int>(16384), kernel;
+  std::vector<unsigned int> counts = std::vector<unsigned int>(256);
+  std::vector<char> chain, traced;  ///< the outline of a square, and room for another one
+  Shape square;
+  std::vector<PointContainer<int>> contours;
+  std::vector<int> hierarchy;
+  PointContainer<int> contour;
+  std::vector<std::complex<float>> spectrum = std::vector<std::complex<float>>(33 * 33), other_spectrum = spectrum;
+
+  /// What the function returned or wrote elsewhere than into the images.
+  std::vector<double> notes;
+
+  /// Images are views of `dst`, `src`, `edges` and `mask`, set by the caller before.
+  void view();
+
+  /// Writes values down. Ends a shortage of memory that a test has made, as the function has returned by now.
+  template <class... T>
+  void note(const T&... values) {
+    end_of_shortage();
+    (notes.push_back(static_cast<double>(values)), ...);
+  }
+  template <class T>
+  void note_all(const T& values) {
+    end_of_shortage();
+    for (const auto& value : values) notes.push_back(static_cast<double>(value));
+  }
+  template <class T>
+  void note_points(const T& points) {
+    end_of_shortage();
+    for (const auto& point : points) note(point.x, point.y);
+  }
+  template <class T>
+  void note_image(const Mat<T>& image) {
+    note(image.width, image.height);
+    for (int y = 0; y < image.height; ++y)
+      for (int x = 0; x < image.width; ++x) note(image.at(y, x));
+  }
+  void note_shape(const Shape& shape);
+
+ private:
+  static void end_of_shortage();
+};
+
+/// What a function does where its memory runs out.
+enum class Shortage {
+  allocates_nothing,
+  gives_up,                   ///< returns; the images are as they were, and what it returned is in `given_up`
+  gives_up_but_for_outlines,  ///< as `gives_up`, but `std::bad_alloc` for chains, and the destination worked on
+  throws,                     ///< `std::bad_alloc`; the images are as they were
+  throws_part_done,           ///< `std::bad_alloc`; the destination may have been worked on
+};
+
+/// Facts about a function, to be combined.
+enum Trait : unsigned {
+  plain = 0,
+  draws_random = 1,   ///< uses the process's `rand`
+  own_layout = 2,     ///< does not work on an image of the call's layout, or needs positions inside of it
+  whole_rows = 4,     ///< treats padding too or takes memory for it, so that its work grows with the stride
+  short_stride = 8,   ///< narrows the stride to 16 bits, or writes rows elsewhere than at multiples of it
+  writes_empty = 16,  ///< writes something, as documented, for images without pixels
+  ends_empty = 32,    ///< ends the process for images without pixels
+  ends_shared = 128,  ///< ends the process where source and destination are one, null included
+  looks_first = 256,  ///< reads the image before it takes memory
+  throws_empty = 64,  ///< throws `std::bad_alloc` for images of a negative size
+};
+
+struct Operation {
+  const char* function;  ///< its exported name, without namespace and arguments
+  void (*run)(Call&);
+  unsigned traits = plain;
+  Shortage shortage = Shortage::allocates_nothing;
+  std::vector<double> given_up = {};
+};
+
+const std::vector<Operation>& catalogue();
+
+/// Makes allocations of this thread fail: those of `Core`, or those by `operator new`, once `successes` were granted.
+void starve_core(int successes);
+void starve_new(int successes);
+bool can_starve_new();
+void end_shortages();
+
+}  // namespace zeb::reliability

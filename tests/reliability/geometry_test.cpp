@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <exception>
+#include <new>
+
+#include "tests/reliability/stage.h"
+
+using namespace zeb;
+using namespace zeb::reliability;
+
+namespace {
+
+constexpr int terminated = 43;
+
+struct Size {
+  int width, stride, height;
+  friend std::ostream& operator<<(std::ostream& os, const Size& s) {
+    return os << s.width << " x " << s.height << ", stride " << s.stride;
+  }
+};
+
+bool terminated_or_fine(int status) {
+  return WIFEXITED(status) && (WEXITSTATUS(status) == terminated || WEXITSTATUS(status) == EXIT_SUCCESS);
+}
+
+/// Whether a call does nothing to the images, or throws for want of memory where it may.
+bool leaves_alone(const Operation& operation, Stage& stage) {
+  const auto before = stage.images();
+  try {
+    operation.run(stage.call());
+  } catch (const std::bad_alloc&) {
+    if ((operation.traits & throws_empty) == 0) return false;
+  }
+  return (operation.traits & writes_empty) != 0 || stage.images() == before;
+}
+
+/// Whether `run`, which tells whether all is well, says so. Where the operation may end the process it runs in a child
+/// process, which has to end by `std::terminate` or not at all.
+template <class Run>
+void expect_well(const Operation& operation, unsigned traits_that_end, Run run) {
+  SCOPED_TRACE(::testing::Message() << operation);
+  if ((operation.traits & traits_that_end) == 0) {
+    EXPECT_TRUE(run());
+    return;
+  }
+  const auto child = [&run] {
+    std::set_terminate([] { std::_Exit(terminated); });
+    std::_Exit(run() ? EXIT_SUCCESS : EXIT_FAILURE);
+  };
+  EXPECT_EXIT(child(), terminated_or_fine, "");
+}
+
+TEST(Geometry, ImagesWithoutPixelsAreLeftAlone) {
+  const Size sizes[] = {{0, 112, 80},  {-1, 112, 80},      {INT_MIN, 112, 80}, {96, 112, 0},
+                        {96, 112, -1}, {96, 112, INT_MIN}, {0, 0, 0},          {-5, -5, -5}};
+  for (const Operation& operation : catalogue()) {
+    if ((operation.traits & own_layout) != 0) continue;
+    for (const Size& size : sizes) {
+      SCOPED_TRACE(::testing::Message() << size);
+      expect_well(operation, ends_empty, [&] {
+        Stage stage;
+        stage.pretend(size.width, size.stride, size.height);
+        return leaves_alone(operation, stage);
+      });
+    }
+  }
+}
+
+TEST(Geometry, NullPointersWithoutPixelsAreNotTouched) {
+  for (const Operation& operation : catalogue()) {
+    if ((operation.traits & own_layout) != 0) continue;
+    expect_well(operation, ends_empty | ends_shared, [&] {
+      Call nothing = parameters();
+      nothing.view();
+      operation.run(nothing);
+      return true;
+    });
+  }
+}
+
+// A stride below the width makes rows overlap, and the last one needs its width all the same. Whatever the pixels are
+// then, nothing else is touched. The images end there, so that a memory checker sees the rest.
+TEST(Geometry, RowsThatOverlapStayInsideTheirMemory) {
+  for (const Operation& operation : catalogue()) {
+    if ((operation.traits & own_layout) != 0) continue;
+    expect_well(operation, ends_empty, [&] {
+      Stage stage(40, 24, 30);
+      const auto before = stage.images();
+      operation.run(stage.call());
+      for (std::size_t k = 0; k < before.size(); ++k)
+        if (!std::equal(before[k].end() - slack, before[k].end(), stage.images()[k].end() - slack)) return false;
+      return true;
+    });
+  }
+}
+
+/// An image of few rows that lie so far apart that their offsets do not fit into 32 bits. Only the pages in use exist.
+class FarRows {
+ public:
+  static constexpr int stride = 1 << 30;
+  static constexpr int height = 5;
+  static constexpr std::size_t size = std::size_t{stride} * (height - 1) + 4096;
+
+  FarRows() : block_(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {}
+  FarRows(const FarRows&) = delete;
+  FarRows& operator=(const FarRows&) = delete;
+  ~FarRows() {
+    if (exists()) munmap(block_, size);
+  }
+  bool exists() const { return block_ != MAP_FAILED; }
+  unsigned char* row(int y) const { return static_cast<unsigned char*>(block_) + std::size_t{stride} * unsigned(y); }
+
+ private:
+  void* block_;
+};
+
+TEST(Geometry, OffsetsBeyond32BitsAreRight) {
+  constexpr int width = 40, near_stride = 64;
+  for (const Operation& operation : catalogue()) {
+    if ((operation.traits & (own_layout | whole_rows | short_stride)) != 0) continue;
+    Stage near(width, near_stride, FarRows::height);
+    const FarRows images[4];
+    Call far = parameters();
+    unsigned char** const starts[] = {&far.dst, &far.src, &far.edges, &far.mask};
+    for (std::size_t k = 0; k < 4; ++k) {
+      ASSERT_TRUE(images[k].exists());
+      *starts[k] = images[k].row(0);
+      for (int y = 0; y < FarRows::height; ++y)
+        std::copy_n(near.images()[k].data() + y * near_stride, width, images[k].row(y));
+    }
+    far.w = width;
+    far.s = FarRows::stride;
+    far.h = FarRows::height;
+    far.view();
+
+    operation.run(near.call());
+    operation.run(far);
+    EXPECT_TRUE(near.outcome().same_notes(far.notes)) << operation;
+    for (std::size_t k = 0; k < 4; ++k)
+      for (int y = 0; y < FarRows::height; ++y)
+        EXPECT_TRUE(std::equal(images[k].row(y), images[k].row(y) + width, near.images()[k].data() + y * near_stride))
+            << operation << ", image " << k << ", row " << y;
+  }
+}
+
+// Nothing is granted here: what takes memory before it looks at pixels must come to that without forming a size in too
+// few bits, and give up.
+TEST(Geometry, SizesThatOverflowAreNotFormed) {
+  const Size sizes[] = {{INT_MAX, INT_MAX, INT_MAX}, {1 << 30, 1 << 30, 1 << 30}, {65536, 65536, 65536}};
+  for (const Operation& operation : catalogue()) {
+    const bool gives_up =
+        operation.shortage == Shortage::gives_up || operation.shortage == Shortage::gives_up_but_for_outlines;
+    if ((operation.traits & (own_layout | looks_first)) != 0 || !gives_up) continue;
+    for (const Size& size : sizes) {
+      Stage stage;
+      stage.pretend(size.width, size.stride, size.height);
+      starve_core(0);
+      EXPECT_TRUE(leaves_alone(operation, stage)) << operation << " on " << size;
+      end_shortages();
+    }
+  }
+}
+
+// Where work memory grows with the image, its size is formed in 64 bits or refused: 65536 rows of 65536 bytes are no
+// image of 0 bytes. Everything would be granted here that the machine has.
+TEST(Geometry, WorkMemoryOfOverflowingSizesIsRefused) {
+  struct Row {
+    const char* what;
+    void (*run)(Call&);
+    bool throws;
+  };
+  const Row rows[] = {
+      {"FloodFill", [](Call& c) { FloodFill(c.dst, c.src, c.w, c.h, c.s, nullptr); }, false},
+      {"border_by_threshold",
+       [](Call& c) { border_by_threshold(c.from, Image_Side::Top, 1, 2, ThresholdMode::Standard); }, true},
+      {"borderpx_by_threshold",
+       [](Call& c) { borderpx_by_threshold(c.from, Image_Side::Top, 1, 2, ThresholdMode::Standard); }, true},
+      {"enclosing_orthogonal_rectangle",
+       [](Call& c) { enclosing_orthogonal_rectangle(c.from, 1, 2, ThresholdMode::Standard); }, true},
+  };
+  for (const Row& row : rows)
+    for (const Size& size : {Size{65536, 65536, 65536}, Size{65537, 65537, 65537}, Size{INT_MAX, INT_MAX, INT_MAX}}) {
+      Stage stage;
+      const auto before = stage.images();
+      stage.pretend(size.width, size.stride, size.height);
+      bool threw = false;
+      try {
+        row.run(stage.call());
+      } catch (const std::bad_alloc& error) {
+        threw = true;
+        EXPECT_STREQ(error.what(), "bad allocation");
+      }
+      EXPECT_EQ(threw, row.throws) << row.what << " on " << size;
+      EXPECT_EQ(stage.images(), before) << row.what << " on " << size;
+    }
+}
+
+}  // namespace
