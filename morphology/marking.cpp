@@ -1,7 +1,9 @@
 #include "morphology/marking.h"
 
 #include <cstdlib>
-#include <limits>
+
+#include "morphology/decisive_row.h"
+#include "morphology/reach.h"
 
 /// The image is processed in tiles of bits, one a pixel. Each source row becomes a row of bits, 1 for a decisive pixel.
 /// It is dilated horizontally to the half-width of the element's outermost rows, then of the next ones, and so on to
@@ -11,75 +13,14 @@
 namespace zeb::morphology {
 namespace {
 
-using frame::load;
 using frame::store;
 
-constexpr int word_bits = 64;
 constexpr int tile_columns = 2048;   ///< at most, a multiple of 128
+constexpr int rows_per_radius = 4;   ///< of a tile that rectangles are stacked in
 constexpr int tile_bytes = 1 << 16;  ///< bits of the result: small enough for any stack and for a second-level cache
-constexpr std::int64_t nowhere = std::numeric_limits<std::int64_t>::max();
 
 __m128i load_words(const std::uint64_t* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
 void store_words(std::uint64_t* to, __m128i words) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), words); }
-
-/// Decisive pixels of one image row as bits, lowest bit first.
-class DecisiveRow {
- public:
-  DecisiveRow(const unsigned char* row, int width, Decisive decisive) : row_(row), width_(width), decisive_(decisive) {}
-
-  /// Writes the columns from `x` on as words of 64; those outside the image give 0. False where all are 0.
-  bool take(std::int64_t x, std::uint64_t* to, int words) const {
-    const auto limited = [words](std::int64_t i) { return static_cast<int>(std::clamp<std::int64_t>(i, 0, words)); };
-    const int first_inside = limited((word_bits - 1 - x) / word_bits);
-    const int end_inside = std::max(first_inside, limited((width_ - x) / word_bits));
-    // Copies, since the compiler takes it that writing bits may change the members.
-    const Decisive decisive = decisive_;
-    const unsigned char* const row = row_;
-    std::uint64_t any = 0;
-    const auto at_border = [&](int i) {
-      const std::int64_t at = x + std::int64_t{i} * word_bits;
-      to[i] = bits(at) | bits(at + 16) << 16 | std::uint64_t{bits(at + 32) | bits(at + 48) << 16} << 32;
-      any |= to[i];
-    };
-    for (int i = 0; i < first_inside; ++i) at_border(i);
-    for (int i = first_inside; i < end_inside; ++i) {
-      const std::uint64_t set = decisive.bits_of_64(row + (x + std::int64_t{i} * word_bits));
-      to[i] = set;
-      any |= set;
-    }
-    for (int i = end_inside; i < words; ++i) at_border(i);
-    return any != 0;
-  }
-
-  /// Columns `x` to `x + 15` in the same way.
-  std::uint32_t bits(std::int64_t x) const {
-    if (x >= 0 && x + 16 <= width_) return static_cast<std::uint32_t>(_mm_movemask_epi8(decisive_(load(row_ + x))));
-    std::uint32_t set = 0;
-    for (std::int64_t k = std::max<std::int64_t>(0, -x); k < std::min<std::int64_t>(16, width_ - x); ++k)
-      set |= static_cast<std::uint32_t>(decisive_(row_[x + k])) << k;
-    return set;
-  }
-
-  /// Distance from `x` to the nearest decisive pixel to its left or right, itself excluded. What lies farther away than
-  /// `reach` may give its distance or `nowhere`.
-  std::int64_t distance_left(std::int64_t x, std::int64_t reach) const {
-    const std::int64_t farthest = std::max<std::int64_t>(0, x - reach);
-    for (std::int64_t end = std::min<std::int64_t>(x, width_); end > farthest; end -= 16)
-      if (const std::uint32_t set = bits(end - 16); set != 0) return x - (end - 16 + 31 - __builtin_clz(set));
-    return nowhere;
-  }
-  std::int64_t distance_right(std::int64_t x, std::int64_t reach) const {
-    const std::int64_t farthest = std::min<std::int64_t>(width_ - 1, x + reach);
-    for (std::int64_t begin = std::max<std::int64_t>(x + 1, 0); begin <= farthest; begin += 16)
-      if (const std::uint32_t set = bits(begin); set != 0) return begin + __builtin_ctz(set) - x;
-    return nowhere;
-  }
-
- private:
-  const unsigned char* row_;
-  std::int64_t width_;
-  Decisive decisive_;
-};
 
 /// The part of a row of bits that belongs to a tile, while it is being dilated.
 class RowBits {
@@ -159,13 +100,14 @@ class Marking {
         offset_x_(offset.x),
         offset_y_(offset.y),
         hit_(hit),
-        columns_(static_cast<int>(std::min<std::int64_t>(tile_columns, (std::int64_t{images.width} + 127) & -128))),
+        columns_(
+            static_cast<int>(std::min<std::int64_t>(widest_tile(element), (std::int64_t{images.width} + 127) & -128))),
         words_(columns_ / word_bits),
         reach_(static_cast<int>(std::min<std::int64_t>(element.reach(), images.width + std::abs(offset_x_)))) {}
 
   void run() {
     const int rows = tile_bytes / (columns_ / 8);
-    const bool stack_rows = element_.is_rectangle() && element_.radius() <= rows / 4;
+    const bool stack_rows = element_.is_rectangle() && element_.radius() <= rows / rows_per_radius;
     head_ = stack_rows ? 2 * element_.radius() : 0;
     const int step = rows - head_;
     for (top_ = 0; top_ < images_.height; top_ += step) {
@@ -182,6 +124,14 @@ class Marking {
   }
 
  private:
+  /// Rectangles are stacked within a tile, so that high ones need narrow ones.
+  static int widest_tile(const Element& element) {
+    int columns = tile_columns;
+    if (element.is_rectangle())
+      while (columns > 128 && element.radius() > tile_bytes / (columns / 8) / rows_per_radius) columns /= 2;
+    return columns;
+  }
+
   /// Rows `top_ - head_` to `bottom_`.
   std::uint64_t* marks(std::int64_t y) { return marks_ + (y - top_ + head_) * words_; }
 
@@ -288,7 +238,11 @@ class Marking {
 }  // namespace
 
 void mark(const Images& images, Decisive decisive, const Element& element, Point_<int> offset, unsigned char hit) {
-  if (!images.empty()) Marking(images, decisive, element, offset, hit).run();
+  if (images.empty()) return;
+  if (offset.x == 0 && offset.y == 0 && pays_by_reach(element))
+    mark_by_reach(images, decisive, element, hit);
+  else
+    Marking(images, decisive, element, offset, hit).run();
 }
 
 }  // namespace zeb::morphology

@@ -289,4 +289,16 @@ TEST(Distance, FollowsTheTransformUpToItsCap) {
     }
 }
 
+TEST(Distance, LargeImagesAreDoneInPartsThatJoin) {
+  std::mt19937 engine(9);
+  for (const int operation : {0, 1}) {
+    const Call c{40, 40, 0, 0, operation, 100, 0};
+    const Picture src = noise(engine, 8300, 8300, 150, c, 40000);
+    Picture expected(8300, 8300, 150), dst(expected);
+    by_definition(expected, src, c);
+    run_distance(dst, src, c);
+    ASSERT_TRUE(same(expected, dst));
+  }
+}
+
 }  // namespace
