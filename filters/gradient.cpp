@@ -1,4 +1,4 @@
-#include <emmintrin.h>
+#include <smmintrin.h>
 
 #include <algorithm>
 #include <cmath>
@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frame/packed.h"
 #include "frame/rounding.h"
 #include "frame/scratch.h"
 #include "zeb/filters.h"
@@ -13,6 +14,10 @@
 namespace {
 
 __m128i load_8(const std::int16_t* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+__m128i load_8(const unsigned char* from) {
+  return _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+}
+void store_8(std::int16_t* to, __m128i words) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), words); }
 void store_8(unsigned char* to, __m128i pixels) { _mm_storel_epi64(reinterpret_cast<__m128i*>(to), pixels); }
 
 /// The Sobel gradient along one row: weights 1 2 1 across each difference.
@@ -45,7 +50,13 @@ class RowRing {
     std::int16_t* const diff = diff_of(y);
     std::int16_t* const smooth = smooth_of(y);
     diff[0] = smooth[0] = diff[width_ - 1] = smooth[width_ - 1] = 0;
-    for (int x = 1; x < width_ - 1; ++x) {
+    int x = 1;
+    for (; x + 8 < width_; x += 8) {
+      const __m128i left = load_8(p + x - 1), here = load_8(p + x), right = load_8(p + x + 1);
+      store_8(diff + x, _mm_sub_epi16(right, left));
+      store_8(smooth + x, _mm_add_epi16(_mm_add_epi16(left, right), _mm_add_epi16(here, here)));
+    }
+    for (; x < width_ - 1; ++x) {
       diff[x] = static_cast<std::int16_t>(p[x + 1] - p[x - 1]);
       smooth[x] = static_cast<std::int16_t>(p[x - 1] + 2 * p[x] + p[x + 1]);
     }
@@ -95,9 +106,7 @@ __m128i quarter_lengths(__m128i interleaved_xy) {
 }
 
 __m128i magnitudes(__m128i gx, __m128i gy) {
-  const __m128i words =
-      _mm_packs_epi32(quarter_lengths(_mm_unpacklo_epi16(gx, gy)), quarter_lengths(_mm_unpackhi_epi16(gx, gy)));
-  return _mm_packus_epi16(words, words);
+  return _mm_packs_epi32(quarter_lengths(_mm_unpacklo_epi16(gx, gy)), quarter_lengths(_mm_unpackhi_epi16(gx, gy)));
 }
 
 /// Up to 285, of which a pixel keeps the low 8 bits.
@@ -128,7 +137,12 @@ void FastSobel(unsigned char* const dst, const unsigned char* const src, int wid
   const int packed_end = packed_columns(width);
   for_each_inner_row(ring, height, [=](int y, const RowGradient& gradient) {
     unsigned char* const out = dst + std::ptrdiff_t{y} * dst_stride;
-    for (int x = 0; x < packed_end; x += 8) store_8(out + x, magnitudes(gradient.x_from(x), gradient.y_from(x)));
+    const auto eight = [&gradient](int x) { return magnitudes(gradient.x_from(x), gradient.y_from(x)); };
+    int column = 0;
+    for (; column + 16 <= packed_end; column += 16)
+      zeb::frame::store(out + column, _mm_packus_epi16(eight(column), eight(column + 8)));
+    for (; column < packed_end; column += 8)
+      store_8(out + column, _mm_packus_epi16(eight(column), _mm_setzero_si128()));
     // Without packed columns the column counter stays at the end of row 1, so that the rows below are skipped.
     if (packed_end > 0 || y == 1) {
       for (int x = packed_end; x < width - 1; ++x) out[x] = wrapped_magnitude(gradient.x_at(x), gradient.y_at(x));

@@ -168,7 +168,7 @@ class Strip {
   /// The decisive pixels of 16 columns.
   unsigned block(int i) const {
     std::uint16_t set;
-    std::memcpy(&set, reinterpret_cast<const unsigned char*>(bits_) + i * sizeof(set), sizeof(set));
+    std::memcpy(&set, reinterpret_cast<const unsigned char*>(bits_) + i * 2, sizeof(set));
     return set;
   }
 
