@@ -43,28 +43,41 @@ class WindowCounter {
         height_(height),
         reach_(std::min(radius, height - 1)),
         half_widths_(std::int64_t{reach_} + 1),
-        counts_(width) {
+        counts_(width),
+        steps_(width) {
     if (!*this) return;
     for_each_half_width(radius, square, reach_, [this](int y, int half_width) { half_widths_[y] = half_width; });
   }
 
-  explicit operator bool() const { return half_widths_ && counts_; }
+  explicit operator bool() const { return half_widths_ && counts_ && steps_; }
 
   /// The number of pixels with `is_set(pixel)` around each pixel of row `y`.
   template <class IsSet>
   const std::int32_t* counts_of_row(int y, IsSet is_set) {
     // First the differences from one pixel to the next: a pixel enters the windows that begin to reach it, and leaves.
+    // They are collected in bytes, for as many rows as these hold.
     std::int32_t* const counts = counts_.data();
+    std::int8_t* const steps = steps_.data();
     std::fill_n(counts, width_, 0);
+    std::fill_n(steps, width_, std::int8_t{0});
+    int collected = 0;
+    const auto add_steps = [=, &collected] {
+      for (int x = 0; x < width_; ++x) counts[x] += steps[x];
+      std::fill_n(steps, width_, std::int8_t{0});
+      collected = 0;
+    };
     const int first = std::max(y - reach_, 0), last = std::min(y + reach_, height_ - 1);
     for (int row_y = first; row_y <= last; ++row_y) {
       const unsigned char* const row = src_ + row_y * stride_;
       const int half = std::min(half_widths_[std::abs(row_y - y)], width_);
       const int seen_at_once = std::min(half, width_ - 1);
       for (int x = 0; x <= seen_at_once; ++x) counts[0] += is_set(row[x]);
-      for (int x = half + 1; x < width_; ++x) counts[x - half] += is_set(row[x]);
-      for (int x = half + 1; x < width_; ++x) counts[x] -= is_set(row[x - half - 1]);
+      for (int x = half + 1; x < width_; ++x)
+        steps[x - half] = static_cast<std::int8_t>(steps[x - half] + is_set(row[x]));
+      for (int x = half + 1; x < width_; ++x) steps[x] = static_cast<std::int8_t>(steps[x] - is_set(row[x - half - 1]));
+      if (++collected == INT8_MAX) add_steps();
     }
+    add_steps();
     for (int x = 1; x < width_; ++x) counts[x] += counts[x - 1];
     return counts;
   }
@@ -76,6 +89,7 @@ class WindowCounter {
   int height_, reach_;
   zeb::frame::Scratch<int> half_widths_;
   zeb::frame::Scratch<std::int32_t> counts_;
+  zeb::frame::Scratch<std::int8_t> steps_;
 };
 
 /// The running count of pixels above a level along one row, for radii up to 63.
