@@ -236,6 +236,24 @@ TEST(Grain, CoarseExtremesAreCarriedFromCellToCell) {
   EXPECT_EQ(in_place(1, 1), 6);
 }
 
+TEST(Grain, CoarseMeansTruncateInCellsOfAnySize) {
+  std::mt19937 engine(4);
+  const int sizes[][2] = {{7, 9}, {1024, 257}, {1025, 2}, {3, 258}};
+  for (const auto& [cell_width, cell_height] : sizes) {
+    Picture src = Picture::random(engine, 2100, 2100, 300);
+    Picture expected = src, dst = src;
+    for (int r = 0; r < 300 / cell_height; ++r)
+      for (int c = 0; c < 2100 / cell_width; ++c) {
+        long long sum = 0;
+        for (int y = 0; y < cell_height; ++y)
+          for (int x = 0; x < cell_width; ++x) sum += src(c * cell_width + x, r * cell_height + y);
+        expected(c, r) = static_cast<unsigned char>(sum / (cell_width * cell_height));
+      }
+    zeb::vCoarseGrain(dst.data(), src.data(), 2100, 300, 2100, cell_width, cell_height, 0);
+    ASSERT_TRUE(same(expected, dst)) << cell_width << " x " << cell_height;
+  }
+}
+
 TEST(Grain, FineUndoesCoarse) {
   std::mt19937 engine(3);
   for (int i = 0; i < 100; ++i) {
