@@ -192,7 +192,7 @@ class Strip {
 
 bool pays_by_reach(const Element& element) {
   // Below, a few rows of bits are sooner united; and high squares no longer fit into a tile of bits.
-  return element.radius() >= (element.is_rectangle() ? 65 : 16) && element.radius() <= largest_radius &&
+  return element.radius() >= (element.is_rectangle() ? 65 : 20) && element.radius() <= largest_radius &&
          element.reach() <= largest_radius;
 }
 
