@@ -167,7 +167,7 @@ void paint_outline(const Target& target, const std::vector<char>& chain, zeb::Po
   const OutlineMarks marks(target);
   int x = start.x, y = start.y, previous = first_direction;
   for (std::size_t i = 0; i < chain.size(); ++i) {
-    const int code = chain[i];
+    const int code = chain[i] & 7;
     marks.step(x, y, previous, code, i + 1 == chain.size());
     x += dx[code];
     y += dy[code];

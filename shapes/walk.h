@@ -35,8 +35,7 @@ class Source {
   /// Fetches the surroundings of the way that `steps` more steps by `offset` would lead from `pixel`; a hint without
   /// effect outside the image. A walk waits for each row that is not in the cache.
   static void fetch_ahead(const unsigned char* pixel, std::ptrdiff_t offset, std::ptrdiff_t steps) {
-    const std::uintptr_t ahead = reinterpret_cast<std::uintptr_t>(pixel) + static_cast<std::uintptr_t>(offset * steps);
-    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(pixel) + offset * steps, _MM_HINT_T0);
   }
 
   /// The neighbours of pixel (`x`, `y`), which lies at `pixel`: the bits `c` and `c` + 8 tell whether the one that code
