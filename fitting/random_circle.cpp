@@ -35,15 +35,60 @@ struct Bitmap {
 
   /// A point near two random numbers: the row `row_offset` beside the first one, and in it the first active column
   /// within four of the second one, searched in the direction of `step`; without any the last column searched.
-  Point draw(int row_offset, int step) const {
-    const int row = rand(), column = rand();
-    Point p{0, wrapping_add(row, row_offset) % height};
+  Point search(Point numbers, int row_offset, int step) const {
+    Point p{0, wrapping_add(numbers.y, row_offset) % height};
+    const int column = numbers.x % width;
+    if (4 <= column && column < width - 4 && numbers.x <= INT32_MAX - 4) {  // no remainder wraps
+      for (int dx = -4 * step; dx != 5 * step; dx += step) {
+        p.x = column + dx;
+        if (is_active(p)) break;
+      }
+      return p;
+    }
     for (int dx = -4 * step; dx != 5 * step; dx += step) {
-      p.x = wrapping_add(column, dx) % width;
+      p.x = wrapping_add(numbers.x, dx) % width;
       if (is_active(p)) break;
     }
     return p;
   }
+
+  void fetch(Point numbers, int row_offset) const {
+    const int row = wrapping_add(numbers.y, row_offset) % height;
+    if (row >= 0)
+      _mm_prefetch(reinterpret_cast<const char*>(data + std::ptrdiff_t{row} * stride + numbers.x % width), _MM_HINT_T0);
+  }
+};
+
+/// The random numbers of points, drawn some points ahead. They do not depend on the image, so its pixels can be fetched
+/// ahead, which pays for images that the second cache does not hold.
+class RandomPoints {
+ public:
+  explicit RandomPoints(const Bitmap& bitmap)
+      : bitmap_(bitmap), ahead_(std::int64_t{bitmap.width} * bitmap.height > (1 << 20) ? batch : 1) {}
+
+  /// The numbers of the next point. `sure` of them, this one included, are going to be asked for in any case: the
+  /// generator must not run on beyond the last one.
+  Point next(int sure) {
+    if (taken_ == drawn_) {
+      taken_ = 0;
+      for (drawn_ = 0; drawn_ < std::min(ahead_, sure); ++drawn_) {
+        Point& numbers = numbers_[drawn_];
+        numbers.y = rand();
+        numbers.x = rand();
+        if (ahead_ == 1) continue;
+        for (const int row_offset : {-4, 4}) bitmap_.fetch(numbers, row_offset);
+      }
+    }
+    return numbers_[taken_++];
+  }
+
+ private:
+  static constexpr int batch = 16;
+
+  const Bitmap& bitmap_;
+  int ahead_;
+  Point numbers_[batch];
+  int drawn_ = 0, taken_ = 0;
 };
 
 struct Circles {
@@ -71,16 +116,21 @@ void draw_circles(Circles& circles, int wanted, const Bitmap& bitmap) {
   const int min_sq = zeb::fitting::fraction_of_area(bitmap.width, 0.04, bitmap.height);
   const auto attempts = static_cast<std::int32_t>(zeb::fitting::mean_side(bitmap.width, bitmap.height) << 5);
   srand(25848);
+  RandomPoints random(bitmap);
   for (int attempt = 0; attempt < attempts && circles.count < wanted; ++attempt) {
+    // A circle takes one point or more, and so does an attempt.
+    const auto draw = [&](int row_offset, int step) {
+      return bitmap.search(random.next(std::min(wanted - circles.count, attempts - attempt)), row_offset, step);
+    };
     // Nine rows around the first number were meant to be searched; the last of them alone decides.
-    const Point p1 = bitmap.draw(4, 1);
+    const Point p1 = draw(4, 1);
     if (!bitmap.is_active(p1)) continue;
     const auto apart = [&](Point p, Point from) { return squared_distance(p, from) >= min_sq; };
     for (int second = 0; second < attempts; ++second) {
-      const Point p2 = bitmap.draw(-4, 1);
+      const Point p2 = draw(-4, 1);
       if (!bitmap.is_active(p2) || !apart(p2, p1)) continue;
       for (int third = 0; third < attempts; ++third) {
-        const Point p3 = bitmap.draw(-4, -1);
+        const Point p3 = draw(-4, -1);
         if (!bitmap.is_active(p3) || !apart(p3, p1) || !apart(p3, p2)) continue;
         circles.add(p1, p2, p3);
         break;
@@ -139,15 +189,18 @@ void CalcCircleRandom(float* radius, float* centre_x, float* centre_y, unsigned 
   std::iota(order.data(), order.data() + n, 0);
   for (int a = 0; a < m; ++a)
     for (int b = a + 1; b < n; ++b)
-      if (score[order[b]] > score[order[a]]) std::swap(order[a], order[b]);
+      if (score[b] > score[a]) {
+        std::swap(score[a], score[b]);
+        std::swap(order[a], order[b]);
+      }
 
   float weight = 0.0f, r = 0.0f, x = 0.0f, y = 0.0f;
   for (int i = 0; i < m; ++i) {
     const int k = order[i];
-    r += circles.r[k] * score[k];
-    x += circles.x[k] * score[k];
-    y += circles.y[k] * score[k];
-    weight += score[k];
+    r += circles.r[k] * score[i];
+    x += circles.x[k] * score[i];
+    y += circles.y[k] * score[i];
+    weight += score[i];
   }
   *radius = r / weight;
   *centre_x = x / weight;

@@ -1,11 +1,16 @@
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <optional>
+#include <vector>
 
+#include "frame/scratch.h"
 #include "shapes/clipped_step.h"
 #include "shapes/directions.h"
 #include "shapes/row_scan.h"
 #include "shapes/walk.h"
+#include "zeb/drawing.h"
 #include "zeb/shapes.h"
 
 using zeb::shapes::clipped_step;
@@ -18,6 +23,7 @@ using zeb::shapes::Source;
 namespace {
 
 constexpr unsigned char area = 250;  // value of a filled area
+constexpr int first_direction = 1;   // in which an outline is taken to have come to its start
 
 bool is_downward(int code) { return code < 3; }
 bool is_upward(int code) { return 4 <= code && code <= 6; }
@@ -98,6 +104,96 @@ Extents follow(const Target& target, const char* chain, int count, int x, int y,
   return extents;
 }
 
+/// The outline that `vShapePlusBM` follows from `start` on, appended to `chain`. After each step `on_step(x, y,
+/// previous, code, is_last)` gets the pixel left behind and the codes of the steps to it and from it; an isolated pixel
+/// has none.
+template <class OnStep>
+Extents follow_outline(std::vector<char>& chain, const Source& source, zeb::Point_<int> start, OnStep on_step) {
+  std::ptrdiff_t offset[8];
+  for (int code = 0; code < 8; ++code) offset[code] = dy[code] * source.stride() + dx[code];
+  const std::size_t usual_length =
+      2 * (static_cast<std::size_t>(source.width()) + static_cast<std::size_t>(source.height()));
+  if (chain.capacity() < usual_length) chain.reserve(usual_length);
+  const std::size_t steps_before = chain.size();
+  Extents extents(start.x, start.y);
+  int x = start.x, y = start.y, direction = first_direction;
+  const unsigned char* pixel = source.row(y) + x;
+  zeb::Point_<int> first_target;
+  bool at_start = false, is_last = false;
+  while (!is_last) {
+    const unsigned neighbours = source.neighbours(pixel, x, y);
+    if (neighbours == 0) break;
+    const int code = next_code(neighbours, direction, true);
+    const int left_x = x, left_y = y;
+    x += dx[code];
+    y += dy[code];
+    pixel += offset[code];
+    Source::fetch_ahead(pixel, offset[code], 6);
+    extents.include(x, y);
+    if (chain.size() == steps_before) first_target = {x, y};
+    chain.push_back(static_cast<char>(code));
+    is_last = at_start && x == first_target.x && y == first_target.y;
+    on_step(left_x, left_y, direction, code, is_last);
+    direction = code;
+    at_start = x == start.x && y == start.y;
+  }
+  if (chain.size() == steps_before) chain.push_back(0);  // an isolated pixel
+  return extents;
+}
+
+/// Marks the pixels of an outline, as `follow_outline` tells of them.
+class OutlineMarks {
+ public:
+  explicit OutlineMarks(const Target& target) : target_(target) {}
+
+  void step(int x, int y, int previous, int code, bool is_last) const {
+    unsigned char& pixel = target_.row(y)[x];
+    if (is_last)
+      pixel = area;
+    else
+      mark_crossing(pixel, previous, code);
+  }
+  void finish(zeb::Point_<int> start, int last_code) const {
+    if (is_upward(last_code)) --target_.row(start.y)[start.x];
+  }
+
+ private:
+  const Target& target_;
+};
+
+/// Marks and fills an outline that was followed before, in a target that is 0 where the outline's box lies.
+void paint_outline(const Target& target, const std::vector<char>& chain, zeb::Point_<int> start, const Extents& box) {
+  if (chain.size() == 1) return;  // an isolated pixel; an outline repeats its first step
+  const OutlineMarks marks(target);
+  int x = start.x, y = start.y, previous = first_direction;
+  for (std::size_t i = 0; i < chain.size(); ++i) {
+    const int code = chain[i] & 7;
+    marks.step(x, y, previous, code, i + 1 == chain.size());
+    x += dx[code];
+    y += dy[code];
+    previous = code;
+  }
+  marks.finish(start, previous);
+  target.fill(box, box.min_x);
+}
+
+/// The first set pixel in raster order from row `start_row` on.
+std::optional<zeb::Point_<int>> find_start(const unsigned char* src, int width, int stride, int height, int start_row) {
+  for (int y = std::max(start_row, 0); y < height; ++y) {
+    const std::ptrdiff_t x = first_set(src + std::ptrdiff_t{y} * stride, 0, width);
+    if (x < width) return zeb::Point_<int>{static_cast<int>(x), y};
+  }
+  return {};
+}
+
+/// The 2 is for chains that repeat their first step.
+float chain_length(const std::vector<char>& chain) {
+  const float diagonal = std::sqrt(2.0f);
+  float length = 0.0f;
+  for (const char code : chain) length += code % 2 != 0 ? 1.0f : diagonal;
+  return length + 2.0f;
+}
+
 }  // namespace
 
 void ShapeBM(unsigned char* bitmap, char* chain, int width, int stride, int height, int count, int x, int y, int mark) {
@@ -118,47 +214,17 @@ void MMShapeBM(unsigned char* bitmap, char* chain, int width, int stride, int he
 bool vShapePlusBM(std::vector<char>& chain, const unsigned char* const src, unsigned char* dst, int width, int stride,
                   int height, int* x, int* y, int* min_x, int* max_x, int* min_y, int* max_y, int start_row) {
   if (width < 1) return false;
-  int start_x = width, start_y = std::max(start_row, 0);
-  for (; start_y < height; ++start_y) {
-    start_x = static_cast<int>(first_set(src + std::ptrdiff_t{start_y} * stride, 0, width));
-    if (start_x < width) break;
-  }
-  if (start_y >= height) return false;
-  *x = start_x;
-  *y = start_y;
+  const auto start = find_start(src, width, stride, height, start_row);
+  if (!start) return false;
+  *x = start->x;
+  *y = start->y;
 
-  const std::size_t usual_length = 2 * (static_cast<std::size_t>(width) + static_cast<std::size_t>(height));
-  if (chain.capacity() < usual_length) chain.reserve(usual_length);
-  const std::size_t steps_before = chain.size();
   const Source source(src, static_cast<unsigned>(width), static_cast<unsigned>(stride), static_cast<unsigned>(height));
   const Target target{dst, width, stride, height};
-  Extents extents(start_x, start_y);
-  int px = start_x, py = start_y, direction = 1;
-  int first_x = 0, first_y = 0;  // target of the first step
-  bool at_start = false;
-  while (const unsigned neighbours = source.neighbours(source.row(py) + px, px, py)) {
-    const int code = next_code(neighbours, direction, true);
-    unsigned char& left_behind = target.row(py)[px];
-    px += dx[code];
-    py += dy[code];
-    extents.include(px, py);
-    if (chain.size() == steps_before) {
-      first_x = px;
-      first_y = py;
-    }
-    chain.push_back(static_cast<char>(code));
-    if (at_start && px == first_x && py == first_y) {
-      left_behind = area;
-      break;
-    }
-    mark_crossing(left_behind, direction, code);
-    direction = code;
-    at_start = px == start_x && py == start_y;
-  }
-  if (chain.size() == steps_before)
-    chain.push_back(0);  // an isolated pixel
-  else if (is_upward(chain.back()))
-    --target.row(start_y)[start_x];
+  const OutlineMarks marks(target);
+  // Marked on the way: where source and target are one, the walk sees its marks.
+  const Extents extents = follow_outline(chain, source, *start, [&](auto... of_step) { marks.step(of_step...); });
+  marks.finish(*start, chain.back());
   chain.shrink_to_fit();
 
   if (min_x != nullptr) *min_x = extents.min_x;
@@ -173,4 +239,54 @@ void vShapePlusBM_Border(std::vector<char>& chain, const unsigned char* const sr
                          int stride, int height, int* x, int* y, int* min_x, int* max_x, int* min_y, int* max_y,
                          int start_row) {
   vShapePlusBM(chain, src, dst, width, stride, height, x, y, min_x, max_x, min_y, max_y, start_row);
+}
+
+float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, int* count, float* min_length,
+                         float* max_length) {
+  constexpr int most_shapes = 10000;
+  const bool has_pixels = width > 0 && height > 0;
+  const std::int64_t bytes = has_pixels ? std::int64_t{stride} * (height - 1) + std::max(stride, width) : 0;
+  const zeb::frame::Scratch<unsigned char> remaining(bytes, 1), painted(bytes, 1);
+  if (!remaining || !painted) return 0.0f;
+  if (has_pixels)
+    for (int y = 0; y < height; ++y)
+      std::memcpy(remaining.data() + std::ptrdiff_t{y} * stride, src + std::ptrdiff_t{y} * stride,
+                  static_cast<std::size_t>(width));
+
+  float total = 0.0f, shorter = 1e8f, longer = 0.0f;
+  int shapes = 0, start_row = 0;
+  std::int64_t cleared = 0;  // bytes of `painted` that are 0 before each shape
+  std::vector<char> chain;
+  while (shapes < most_shapes) {
+    const auto start = has_pixels ? find_start(remaining.data(), width, stride, height, start_row) : std::nullopt;
+    if (!start) break;
+    chain.clear();
+    const Source source(remaining.data(), static_cast<unsigned>(width), static_cast<unsigned>(stride),
+                        static_cast<unsigned>(height));
+    const Extents box = follow_outline(chain, source, *start, [](auto...) {});
+    const float length = chain_length(chain);
+    total += length;
+    shorter = std::min(shorter, length);
+    longer = std::max(longer, length);
+    ++shapes;
+    start_row = box.min_y;
+
+    // Each shape is painted in the same corner, which stays in the cache.
+    const int box_width = box.max_x - box.min_x + 1, box_height = box.max_y - box.min_y + 1;
+    const std::int64_t needed = std::int64_t{stride} * (box_height - 1) + box_width;
+    if (needed > cleared) std::memset(painted.data() + cleared, 0, static_cast<std::size_t>(needed - cleared));
+    cleared = std::max(cleared, needed);
+    Extents corner(0, 0);
+    corner.include(box_width - 1, box_height - 1);
+    const Target corner_of_painted{painted.data(), box_width + 15, stride, box_height};  // 15 readable bytes more
+    paint_outline(corner_of_painted, chain, {start->x - box.min_x, start->y - box.min_y}, corner);
+    unsigned char* const rest = remaining.data() + std::ptrdiff_t{box.min_y} * stride + box.min_x;
+    vBMInterleave(rest, rest, std::uint8_t{0}, painted.data(), box_width, stride, box_height);
+    vBMInterleave(painted.data(), std::uint8_t{0}, std::uint8_t{0}, painted.data(), box_width, stride, box_height);
+  }
+  if (shapes == 0) shorter = 0.0f;
+  if (count != nullptr) *count = shapes;
+  if (min_length != nullptr) *min_length = shorter;
+  if (max_length != nullptr) *max_length = longer;
+  return total;
 }

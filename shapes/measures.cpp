@@ -21,14 +21,6 @@ using zeb::shapes::dy;
 
 namespace {
 
-/// The 2 is for chains that repeat their first step.
-float chain_length(const std::vector<char>& chain) {
-  const float diagonal = std::sqrt(2.0f);
-  float length = 0.0f;
-  for (const char code : chain) length += code % 2 != 0 ? 1.0f : diagonal;
-  return length + 2.0f;
-}
-
 /// Largest difference between a pixel of the 3 by 3 surroundings of (`x`, `y`) and its right or lower neighbour.
 int gradient(const unsigned char* bitmap, int width, std::ptrdiff_t stride, int height, std::ptrdiff_t x,
              std::ptrdiff_t y) {
@@ -128,46 +120,6 @@ float fPolygonArea(int* xs, int* ys, int count) {
     sum += static_cast<float>(static_cast<int>(width * heights));
   }
   return 0.5f * sum;
-}
-
-float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, int* count, float* min_length,
-                         float* max_length) {
-  constexpr int most_shapes = 10000;
-  const bool has_pixels = width > 0 && height > 0;
-  const std::int64_t bytes = has_pixels ? std::int64_t{stride} * (height - 1) + std::max(stride, width) : 0;
-  const zeb::frame::Scratch<unsigned char> remaining(bytes, 1), area(bytes, 1);
-  if (!remaining || !area) return 0.0f;
-  std::memset(area.data(), 0, static_cast<std::size_t>(bytes));
-  if (has_pixels)
-    for (int y = 0; y < height; ++y)
-      std::memcpy(remaining.data() + std::ptrdiff_t{y} * stride, src + std::ptrdiff_t{y} * stride,
-                  static_cast<std::size_t>(width));
-
-  float total = 0.0f, shorter = 1e8f, longer = 0.0f;
-  int shapes = 0, start_row = 0;
-  while (shapes < most_shapes) {
-    std::vector<char> chain;
-    int x, y, min_x, max_x, min_y, max_y;
-    if (!vShapePlusBM(chain, remaining.data(), area.data(), width, stride, height, &x, &y, &min_x, &max_x, &min_y,
-                      &max_y, start_row))
-      break;
-    const float length = chain_length(chain);
-    total += length;
-    shorter = std::min(shorter, length);
-    longer = std::max(longer, length);
-    ++shapes;
-    start_row = min_y;
-    const std::ptrdiff_t corner = std::ptrdiff_t{min_y} * stride + min_x;
-    const int box_width = max_x - min_x + 1, box_height = max_y - min_y + 1;
-    unsigned char *const rest = remaining.data() + corner, *const painted = area.data() + corner;
-    vBMInterleave(rest, rest, std::uint8_t{0}, painted, box_width, stride, box_height);
-    vBMInterleave(painted, std::uint8_t{0}, std::uint8_t{0}, painted, box_width, stride, box_height);
-  }
-  if (shapes == 0) shorter = 0.0f;
-  if (count != nullptr) *count = shapes;
-  if (min_length != nullptr) *min_length = shorter;
-  if (max_length != nullptr) *max_length = longer;
-  return total;
 }
 
 float fGetShapeOverlap(unsigned char* bitmap, int stride, char* chain, int count, int x, int y) {

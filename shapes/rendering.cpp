@@ -79,11 +79,12 @@ class CrossingImage {
   void paint(std::int64_t y, unsigned char* target, unsigned char value) {
     const unsigned char* const crossings = row(y);
     const std::ptrdiff_t width = image_.width;
-    for (std::ptrdiff_t x = first_set(crossings, 0, width); x < width; x = first_set(crossings, x + 1, width)) {
+    const auto next = [=](std::ptrdiff_t from) { return first_set(crossings, from, width, width + 15); };
+    for (std::ptrdiff_t x = next(0); x < width; x = next(x + 1)) {
       target[x] = value;
       if (crossings[x] != 1) continue;
       const std::ptrdiff_t run = x + 1;
-      x = first_set(crossings, run, width);  // whatever is not 0 ends the run
+      x = next(run);  // whatever is not 0 ends the run
       std::memset(target + run, value, static_cast<std::size_t>(std::min(x + 1, width) - run));
     }
   }

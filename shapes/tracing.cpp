@@ -102,6 +102,7 @@ Shape walk(const Source& source, Point_<int> start, int direction, bool ascendin
     x += dx[d];
     y += dy[d];
     pixel += offset[d];
+    Source::fetch_ahead(pixel, offset[d], 6);
     min_x = std::min(min_x, x);
     max_x = std::max(max_x, x);
     min_y = std::min(min_y, y);

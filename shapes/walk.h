@@ -32,8 +32,14 @@ class Source {
   bool has_column(unsigned x) const { return !empty() && x < std::max<std::ptrdiff_t>(width_, stride_); }
   const unsigned char* row(int y) const { return data_ + y * stride_; }
 
-  /// The neighbours of pixel (`x`, `y`), which lies at `pixel`: bit `c` tells whether the one that code `c` leads to is
-  /// inside the image and set.
+  /// Fetches the surroundings of the way that `steps` more steps by `offset` would lead from `pixel`; a hint without
+  /// effect outside the image. A walk waits for each row that is not in the cache.
+  static void fetch_ahead(const unsigned char* pixel, std::ptrdiff_t offset, std::ptrdiff_t steps) {
+    _mm_prefetch(reinterpret_cast<const char*>(pixel) + offset * steps, _MM_HINT_T0);
+  }
+
+  /// The neighbours of pixel (`x`, `y`), which lies at `pixel`: the bits `c` and `c` + 8 tell whether the one that code
+  /// `c` leads to is inside the image and set.
   unsigned neighbours(const unsigned char* pixel, int x, int y) const {
     // Four bytes a row are read where three are asked for, so one more column has to be inside.
     const bool inside = static_cast<unsigned>(x - 1) < inner_width_ && static_cast<unsigned>(y - 1) < inner_height_;
@@ -49,17 +55,16 @@ class Source {
     };
     const __m128i above_and_beside = _mm_unpacklo_epi32(four(pixel - stride_ - 1), four(pixel - 1));
     const __m128i around = _mm_unpacklo_epi64(above_and_beside, four(pixel + stride_ - 1));
-    const __m128i by_code =
-        _mm_shuffle_epi8(around, _mm_setr_epi8(8, 9, 10, 6, 2, 1, 0, 4, -1, -1, -1, -1, -1, -1, -1, -1));
+    const __m128i by_code = _mm_shuffle_epi8(around, _mm_setr_epi8(8, 9, 10, 6, 2, 1, 0, 4, 8, 9, 10, 6, 2, 1, 0, 4));
     const int unset = _mm_movemask_epi8(_mm_cmpeq_epi8(by_code, _mm_setzero_si128()));
-    return static_cast<unsigned>(~unset) & 0xFF;
+    return static_cast<unsigned>(unset) ^ 0xFFFF;
   }
 
   unsigned border_neighbours(int x, int y) const {
     unsigned found = 0;
     for (unsigned code = 0; code < 8; ++code) {
       const int nx = x + dx[code], ny = y + dy[code];
-      if (nx >= 0 && nx < width_ && ny >= 0 && ny < height_ && row(ny)[nx] != 0) found |= 1u << code;
+      if (nx >= 0 && nx < width_ && ny >= 0 && ny < height_ && row(ny)[nx] != 0) found |= 0x101u << code;
     }
     return found;
   }
@@ -71,11 +76,12 @@ class Source {
 };
 
 /// The first set neighbour in the order of trial: from two codes behind direction `d` upward, or from three codes ahead
-/// of it downward. The orders are no mirror images of each other.
+/// of it downward. The orders are no mirror images of each other. The neighbours are as `Source` gives them, twice in a
+/// row, so that a shift turns them.
 inline int next_code(unsigned neighbours, int d, bool ascending) {
   const unsigned turned = static_cast<unsigned>(ascending ? d - 2 : d + 4) & 7;
-  const unsigned ordered = (neighbours * 0x101u >> turned) & 0xFF;
-  const int k = ascending ? __builtin_ctz(ordered) : 31 - __builtin_clz(ordered);
+  const unsigned ordered = neighbours >> turned;
+  const int k = ascending ? __builtin_ctz(ordered) : 31 - __builtin_clz(ordered & 0xFF);
   return (static_cast<int>(turned) + k) & 7;
 }
 

@@ -66,19 +66,26 @@ inline bool has_small_offsets(int width, int stride, int height) {
   return width <= INT16_MAX && height <= INT16_MAX && -INT16_MAX <= stride && stride <= INT16_MAX;
 }
 
-/// The offsets of four pixels from an image's first one, for images that have small ones and for all.
-inline void four_offsets(std::int32_t* offsets, __m128i columns, __m128i rows, int stride) {
-  const __m128i pairs = _mm_or_si128(rows, _mm_slli_epi32(columns, 16));
-  const __m128i factors = _mm_set1_epi32((1 << 16) | (stride & 0xFFFF));
-  _mm_store_si128(reinterpret_cast<__m128i*>(offsets), _mm_madd_epi16(pairs, factors));
-}
-inline void four_offsets(std::int64_t* offsets, __m128i columns, __m128i rows, int stride) {
-  const __m128i strides = _mm_set1_epi32(stride);
-  const __m128i first = _mm_mul_epi32(_mm_unpacklo_epi32(rows, rows), strides);
-  const __m128i last = _mm_mul_epi32(_mm_unpackhi_epi32(rows, rows), strides);
-  _mm_store_si128(reinterpret_cast<__m128i*>(offsets), _mm_add_epi64(first, _mm_cvtepi32_epi64(columns)));
-  _mm_store_si128(reinterpret_cast<__m128i*>(offsets + 2),
-                  _mm_add_epi64(last, _mm_cvtepi32_epi64(_mm_unpackhi_epi64(columns, columns))));
+/// The offsets of four pixels from an image's first one: with 32 bits for images that have small ones, with 64 for all.
+template <class Offset>
+inline void four_offsets(std::ptrdiff_t* offsets, __m128i columns, __m128i rows, int stride) {
+  if constexpr (sizeof(Offset) == 4) {
+    const __m128i pairs = _mm_or_si128(rows, _mm_slli_epi32(columns, 16));
+    const __m128i four = _mm_madd_epi16(pairs, _mm_set1_epi32((1 << 16) | (stride & 0xFFFF)));
+    // Two at a time out of the vector; one at a time takes twice as many instructions.
+    const std::int64_t first = _mm_cvtsi128_si64(four), last = _mm_extract_epi64(four, 1);
+    offsets[0] = static_cast<std::int32_t>(first);
+    offsets[1] = first >> 32;
+    offsets[2] = static_cast<std::int32_t>(last);
+    offsets[3] = last >> 32;
+  } else {
+    const __m128i strides = _mm_set1_epi32(stride);
+    const __m128i first = _mm_mul_epi32(_mm_unpacklo_epi32(rows, rows), strides);
+    const __m128i last = _mm_mul_epi32(_mm_unpackhi_epi32(rows, rows), strides);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(offsets), _mm_add_epi64(first, _mm_cvtepi32_epi64(columns)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(offsets + 2),
+                     _mm_add_epi64(last, _mm_cvtepi32_epi64(_mm_unpackhi_epi64(columns, columns))));
+  }
 }
 
 /// A pixel and its right neighbour. Nothing wider may be loaded: they may be the last two of the image.
@@ -92,20 +99,23 @@ inline std::uint64_t two_pixels(const unsigned char* from) {
 /// One lane at least must be inside, since only then is there a second row and column to read.
 template <class Offset>
 inline __m128 sample_four(const unsigned char* src, int stride, const FourCoordinates& x, const FourCoordinates& y) {
-  alignas(16) Offset offsets[4];
-  four_offsets(offsets, x.whole, y.whole, stride);
+  std::ptrdiff_t offsets[4];
+  four_offsets<Offset>(offsets, x.whole, y.whole, stride);
   const auto corners = [src, below = src + stride](std::ptrdiff_t offset) {
     return two_pixels(src + offset) | two_pixels(below + offset) << 16;
   };
   const __m128i all = _mm_set_epi64x(static_cast<long long>(corners(offsets[2]) | corners(offsets[3]) << 32),
                                      static_cast<long long>(corners(offsets[0]) | corners(offsets[1]) << 32));
-  const __m128i low_byte = _mm_set1_epi32(0xFF);
+  // Byte `corner` of each pixel's four, as a float.
+  const auto corner = [all](int byte) {
+    const int none = static_cast<int>(0x80808000);
+    return _mm_cvtepi32_ps(
+        _mm_shuffle_epi8(all, _mm_setr_epi32(none | byte, none | (4 + byte), none | (8 + byte), none | (12 + byte))));
+  };
   const __m128 one = _mm_set1_ps(1.0f);
   const __m128 right = x.fraction, left = one - right, bottom = y.fraction, top = one - bottom;
-  return _mm_cvtepi32_ps(_mm_and_si128(all, low_byte)) * (left * top) +
-         _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(all, 8), low_byte)) * (right * top) +
-         _mm_cvtepi32_ps(_mm_and_si128(_mm_srli_epi32(all, 16), low_byte)) * (left * bottom) +
-         _mm_cvtepi32_ps(_mm_srli_epi32(all, 24)) * (right * bottom);
+  return corner(0) * (left * top) + corner(1) * (right * top) + corner(2) * (left * bottom) +
+         corner(3) * (right * bottom);
 }
 
 /// Four 32-bit values, saturated to 0..255, as four bytes.
@@ -121,13 +131,14 @@ struct RoundToEven {
   static __m128i integers(__m128 sums) { return _mm_cvtps_epi32(sums); }
 };
 
-/// How the scalar forms do: up from a fraction of 0.51.
+/// How the scalar forms do: the sum plus 0.49 in double precision, truncated. As 0.51 lies between two floats, of which
+/// `0.51f` is the lower one, and the fraction of a float is exact, that goes up from the next float on. Sums are not
+/// negative.
 struct RoundLate {
   static __m128i integers(__m128 sums) {
-    const __m128d addend = _mm_set1_pd(0.49);
-    const __m128i first = _mm_cvttpd_epi32(_mm_cvtps_pd(sums) + addend);
-    const __m128i last = _mm_cvttpd_epi32(_mm_cvtps_pd(_mm_movehl_ps(sums, sums)) + addend);
-    return _mm_unpacklo_epi64(first, last);
+    const __m128i whole = _mm_cvttps_epi32(sums);
+    const __m128 goes_up = _mm_cmpgt_ps(sums - _mm_cvtepi32_ps(whole), _mm_set1_ps(0.51f));
+    return _mm_sub_epi32(whole, _mm_castps_si128(goes_up));
   }
 };
 

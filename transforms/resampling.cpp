@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "frame/packed.h"
 #include "frame/scratch.h"
 #include "transforms/warping.h"
 #include "zeb/transforms.h"
@@ -21,6 +22,67 @@ void map_row_of_groups(unsigned char* dst, const unsigned char* src, int width, 
   for (std::ptrdiff_t x = 0; x < width; x += 4) {
     const FourCoordinates columns(_mm_loadu_ps(map_x + x), x_min, x_max);
     store_four(dst + x, pixels_or_background<Offset, RoundToEven>(src, stride, columns, rows, backgrounds));
+  }
+}
+
+// ---- reduction by a scale alone -------------------------------------------------------------------------------------
+
+/// The smallest scale at which the source pixels of four successive columns lie within 16.
+constexpr float smallest_picked_scale = 0.25f;
+
+/// Long strips: what depends on the column fills a third of the first cache, and each row is read from end to end.
+constexpr int picked_groups = 256;
+
+/// The source pixels to the left and right of four columns that come from `x`, picked out of 16. Positions outside
+/// pick zeros.
+struct PickedColumns {
+  std::ptrdiff_t first;
+  __m128i left, right;
+  __m128 fraction;
+
+  static PickedColumns at(__m128 x, int width) {
+    const FourCoordinates columns(x, _mm_setzero_si128(), _mm_set1_epi32(width - 1));
+    const int first = std::min(_mm_cvtsi128_si32(columns.whole), width - 16);
+    const __m128i zeros = _mm_or_si128(_mm_set1_epi32(static_cast<int>(0x80808000)),
+                                       _mm_andnot_si128(columns.inside, _mm_set1_epi32(-1)));
+    const __m128i left = _mm_sub_epi32(columns.whole, _mm_set1_epi32(first));
+    return {first, _mm_or_si128(left, zeros), _mm_or_si128(_mm_add_epi32(left, _mm_set1_epi32(1)), zeros),
+            columns.fraction};
+  }
+};
+
+/// `warp_image` with a `Similarity` that only scales, by a factor from `smallest_picked_scale` on, and a background of
+/// 0: columns and rows of the source then depend on nothing but the column and the row. The source is at least 16 wide;
+/// the target's pitch has room for whole groups of four.
+void scale_image(const Target& target, const unsigned char* src, int width, int stride, int height, float scale) {
+  const EstimatedDivision per_scale(scale);
+  const __m128 one = _mm_set1_ps(1.0f);
+  for (std::ptrdiff_t x = 0; x < target.columns; x += 4 * picked_groups) {
+    const auto columns = static_cast<int>(std::min<std::ptrdiff_t>(4 * picked_groups, target.columns - x));
+    PickedColumns picked[picked_groups];
+    for (int group = 0; 4 * group < columns; ++group)
+      picked[group] = PickedColumns::at(per_scale(four_columns(x + 4 * group)), width);
+    for (int y = 0; y < target.rows; ++y) {
+      unsigned char* const to = target.dst + y * target.pitch + x;
+      const FourCoordinates row(per_scale(_mm_set1_ps(static_cast<float>(y))), _mm_setzero_si128(),
+                                _mm_set1_epi32(height - 1));
+      if (_mm_cvtsi128_si32(row.inside) == 0) {
+        std::fill_n(to, columns, static_cast<unsigned char>(0));
+        continue;
+      }
+      const unsigned char* const upper = src + std::ptrdiff_t{_mm_cvtsi128_si32(row.whole)} * stride;
+      const __m128 bottom = row.fraction, top = one - bottom;
+      for (int group = 0; 4 * group < columns; ++group) {
+        const PickedColumns& p = picked[group];
+        const __m128i above = zeb::frame::load(upper + p.first), below = zeb::frame::load(upper + stride + p.first);
+        const __m128 right = p.fraction, left = one - right;
+        const __m128 sums = _mm_cvtepi32_ps(_mm_shuffle_epi8(above, p.left)) * (left * top) +
+                            _mm_cvtepi32_ps(_mm_shuffle_epi8(above, p.right)) * (right * top) +
+                            _mm_cvtepi32_ps(_mm_shuffle_epi8(below, p.left)) * (left * bottom) +
+                            _mm_cvtepi32_ps(_mm_shuffle_epi8(below, p.right)) * (right * bottom);
+        store_four(to + 4 * group, four_bytes(RoundToEven::integers(sums)));
+      }
+    }
   }
 }
 
@@ -123,8 +185,12 @@ Image<unsigned char> downsampling(Bitmap_<unsigned char>& src, float factor) {
     // The rows of the packed warp lie closer together than those of the result are read. What it leaves is 0.
     std::fill(warped.begin(), warped.end(), static_cast<unsigned char>(0));
   }
-  warp_image<PackedBilinearSampler>(target, src.data, src.width, src.stride, src.height,
-                                    Similarity<EstimatedDivision>(0, 0, 0, 0, 0, factor), 0);
+  if (factor >= smallest_picked_scale && src.width >= 16 && target.pitch == src.stride &&
+      target.columns <= target.pitch)
+    scale_image(target, src.data, src.width, src.stride, src.height, factor);
+  else
+    warp_image<PackedBilinearSampler>(target, src.data, src.width, src.stride, src.height,
+                                      Similarity<EstimatedDivision>(0, 0, 0, 0, 0, factor), 0);
 
   Image<unsigned char> result(width, reduced(src.stride), height,
                               {src.pixel_size_x.value / factor, src.pixel_size_y.value / factor});

@@ -188,8 +188,8 @@ class NearestSampler {
 
  private:
   std::uint32_t gather(__m128i columns, __m128i rows) const {
-    alignas(16) Offset offsets[4];
-    four_offsets(offsets, columns, rows, stride_);
+    std::ptrdiff_t offsets[4];
+    four_offsets<Offset>(offsets, columns, rows, stride_);
     return std::uint32_t{src_[offsets[0]]} | std::uint32_t{src_[offsets[1]]} << 8 |
            std::uint32_t{src_[offsets[2]]} << 16 | std::uint32_t{src_[offsets[3]]} << 24;
   }
@@ -203,7 +203,7 @@ class NearestSampler {
 /// One row of a strip of `columns` columns. Where positions run in one direction, groups at its ends are tested until
 /// one is wholly inside; those between need no test.
 template <class Warp, class Sampler>
-void warp_row(unsigned char* row, int columns, const Warp& warp, const Sampler& sampler, bool monotonic) {
+void warp_row(unsigned char* row, int columns, const Warp& warp, const Sampler sampler, bool monotonic) {
   const auto test = [&](int group) { return sampler.anywhere(row + 4 * group, warp.at(group)); };
   const int groups = columns / 4, rest = columns % 4;
   int first = 0, end = groups;

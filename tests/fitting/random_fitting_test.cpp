@@ -381,6 +381,18 @@ TEST(CircleSearch, MatchesThePlainRendering) {
   }
 }
 
+TEST(CircleSearch, OfALargeImageLeavesTheGeneratorInTheSamePlace) {
+  // Numbers are drawn ahead here. The small ring never gives three points far enough apart: all attempts are used up.
+  for (const float radius : {30.0f, 300.0f}) {
+    Picture image(1200, 1201, 900);
+    vDrawCircle(image.data(), 1200, 900, image.stride(), 640, 450, radius, 2.0f, 255, 0);
+    const Circle expected = plain_circle(image);
+    const int next = rand();
+    EXPECT_EQ(Circle(image), expected) << radius;
+    EXPECT_EQ(rand(), next) << radius;
+  }
+}
+
 TEST(CircleSearch, RecoversADrawnCircle) {
   for (const int size : {100, 256, 500})
     for (const float radius : {0.25f, 0.35f, 0.45f})

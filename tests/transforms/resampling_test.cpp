@@ -171,7 +171,7 @@ TEST(ReduceResolution, WritesNothingForFactorsThatDoNotFit) {
 TEST(Downsampling, CutsTheTopLeftPartOfAPackedWarp) {
   std::mt19937 engine(3);
   for (int i = 0; i < 200; ++i) {
-    const int width = pick(engine, 1, 60), stride = (width + 3) / 4 * 4 + 4 * pick(engine, 0, 2);
+    const int width = i % 25 == 7 ? 2500 : pick(engine, 1, 60), stride = (width + 3) / 4 * 4 + 4 * pick(engine, 0, 2);
     Picture src = Picture::random(engine, width, stride, pick(engine, 1, 40)), warped(src);
     const float factor = i % 10 == 0 ? 1.0f : std::uniform_real_distribution<float>(0, 1)(engine);
     zeb::mm_transform(warped.data(), src.data(), width, stride, src.height(), 0, 0, 0, 0, 0, factor, 0);
