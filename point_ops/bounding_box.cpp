@@ -77,13 +77,18 @@ void vMMGetMinMaxBM(const unsigned char* src, int width, int height, int stride,
 
   int first = 0, last = height;
   while (first < last && box.y_min == height) include_row(first++);
-  while (last > first && box.y_max < last) include_row(--last);
+  // From below in strips, since memory is read fastest upwards.
+  while (last > first && box.y_max < last) {
+    const int end = last;
+    last = std::max(first, last - 32);
+    for (int y = last; y < end; ++y) include_row(y);
+  }
   // Between the first and the last set row a group at `x` stands for a column from `x` to `x + 32`, which has to pass
-  // the sides found so far.
+  // the sides found so far. Both parts are widened to whole steps of 64.
   for (int y = first; y < last; ++y) {
-    const int left_end = std::min(whole, (box.x_min + 15) & ~15);
+    const int left_end = std::min(whole, (box.x_min + 63) & ~63);
     include_groups(y, 0, left_end);
-    include_groups(y, std::max(left_end, (box.x_max & ~15) - 16), whole);
+    include_groups(y, std::max(left_end, (box.x_max - 31) & ~63), whole);
     include_rest(y);
   }
   *x_min = box.x_min;
