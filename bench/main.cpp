@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -82,6 +85,8 @@ class TableReporter : public benchmark::BenchmarkReporter {
         "| operation | size | zeb, ns/pixel | copy, ns/pixel | share of copy bandwidth | OpenCV, ns/pixel | zeb / "
         "OpenCV |\n");
     std::printf("|---|---|---:|---:|---:|---:|---:|\n");
+    double log_sum = 0;
+    int ratios = 0;
     for (const std::string& name : order_) {
       const Row& row = rows_[name];
       if (row.zeb <= 0) continue;
@@ -89,11 +94,15 @@ class TableReporter : public benchmark::BenchmarkReporter {
       const double copy = copy_by_size[size];
       std::printf("| %s | %s | %.3f | %.3f | ", name.substr(0, name.find('|')).c_str(), size.c_str(), row.zeb, copy);
       if (row.bytes_per_pixel > 0 && copy > 0) std::printf("%.2f", row.bytes_per_pixel / row.zeb / (2 / copy));
-      if (row.peer > 0)
+      if (row.peer > 0) {
         std::printf(" | %.3f | %.3f |\n", row.peer, row.zeb / row.peer);
-      else
+        log_sum += std::log(row.zeb / row.peer);
+        ++ratios;
+      } else {
         std::printf(" | | |\n");
+      }
     }
+    if (ratios > 0) std::printf("\nGeometric mean of %d ratios: %.3f\n", ratios, std::exp(log_sum / ratios));
   }
 
  private:
@@ -102,6 +111,15 @@ class TableReporter : public benchmark::BenchmarkReporter {
 };
 
 }  // namespace
+
+std::vector<Size> chosen_sizes() {
+  const char* const sides = std::getenv("ZEB_BENCH_SIDES");
+  if (sides == nullptr) return {{512, 512}, {2048, 2048}, {8192, 2048}};
+  std::vector<Size> squares;
+  std::istringstream list(sides);
+  for (int side; list >> side;) squares.push_back({side, side});
+  return squares;
+}
 
 Image<unsigned char> noise(Size size, unsigned seed) {
   static std::map<std::tuple<int, int, unsigned>, Image<unsigned char>> drawn;

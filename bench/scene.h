@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "zeb/image.h"
 
@@ -20,7 +21,10 @@ namespace zeb::bench {
 struct Size {
   int width, height;
 };
-inline constexpr Size sizes[] = {{512, 512}, {2048, 2048}, {8192, 2048}};
+/// Squares with the sides that the environment variable ZEB_BENCH_SIDES lists, such as "512 1024"; without it 512x512,
+/// 2048x2048 and 8192x2048.
+std::vector<Size> chosen_sizes();
+inline const std::vector<Size> sizes = chosen_sizes();
 
 /// A fixed random image of the given size (stride = width), the same on each call with the same `seed`.
 Image<unsigned char> noise(Size size, unsigned seed);

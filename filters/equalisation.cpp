@@ -12,40 +12,45 @@ using zeb::frame::Scratch;
 
 namespace {
 
-/// Replaces grey values, four pixels at a time: the entry of `p` in table `k` has the new value in byte `k`.
+/// Replaces grey values. Many pixels are worth a table of all pairs of neighbours, which takes half the loads.
 class GreyMap {
  public:
-  GreyMap() : entries_(4 * 256) {}
+  explicit GreyMap(std::int64_t pixels) : has_pairs_(pixels >= 1 << 17), entries_(has_pairs_ ? 1 << 16 : 1 << 8) {}
 
   explicit operator bool() const { return static_cast<bool>(entries_); }
 
-  void set(int p, unsigned char value) {
-    for (int k = 0; k < 4; ++k) entries_[256 * k + p] = std::uint32_t{value} << (8 * k);
+  /// To be called once.
+  void set_values(const unsigned char (&values)[256]) {
+    for (int second = 0; second < (has_pairs_ ? 256 : 1); ++second) {
+      for (int first = 0; first < 256; ++first)
+        entries_[256 * second + first] = static_cast<std::uint16_t>(values[first] | values[second] << 8);
+    }
   }
 
   void map_row(unsigned char* dst, const unsigned char* src, int width) const {
-    const std::uint32_t* const entries = entries_.data();
+    const std::uint16_t* const entries = entries_.data();
     int x = 0;
-    for (; x + 4 <= width; x += 4) {
-      std::uint32_t p;
-      std::memcpy(&p, src + x, 4);
-      const std::uint32_t mapped =
-          entries[p & 255] | entries[256 + (p >> 8 & 255)] | entries[512 + (p >> 16 & 255)] | entries[768 + (p >> 24)];
-      std::memcpy(dst + x, &mapped, 4);
+    for (; has_pairs_ && x + 16 <= width; x += 16) {
+      std::uint16_t pairs[8];
+      std::memcpy(pairs, src + x, sizeof(pairs));
+      for (std::uint16_t& pair : pairs) pair = entries[pair];
+      std::memcpy(dst + x, pairs, sizeof(pairs));
     }
+    // The first 256 entries have the value of one pixel in their lower byte.
     for (; x < width; ++x) dst[x] = static_cast<unsigned char>(entries[src[x]]);
   }
 
  private:
-  Scratch<std::uint32_t> entries_;
+  bool has_pairs_;
+  Scratch<std::uint16_t> entries_;
 };
 
 /// The share of the smoothed histogram below each grey level, of 255. Bins outside are mirrored, at the first two and
 /// the last two levels each in its own way.
-void fill_map(GreyMap& map, const float* hist, float pixels) {
+void find_values(unsigned char (&values)[256], const float* hist, float pixels) {
   float running = 0.0f;
   for (int g = 0; g < 256; ++g) {
-    map.set(g, static_cast<unsigned char>(std::clamp(zeb::frame::trunc(running * 255.0f / pixels), 0, 255)));
+    values[g] = static_cast<unsigned char>(std::clamp(zeb::frame::trunc(running * 255.0f / pixels), 0, 255));
     const int a = g < 2 ? g + 2 : g - 2;
     const int b = g == 0 ? g + 1 : g - 1;
     const int c = g >= 255 ? g - 1 : g + 1;
@@ -60,11 +65,14 @@ namespace zeb {
 
 void vHistEqual(unsigned char* dst, unsigned char* src, int width, int stride, int height) {
   if (width < 1 || height < 1) return;
+  const std::int64_t pixels = std::int64_t{width} * height;
   const Scratch<float> hist(256);
-  GreyMap map;
+  GreyMap map(pixels);
   if (!hist || !map) return;
   ::bitmap_histogram(hist.data(), src, width, stride, height);
-  fill_map(map, hist.data(), static_cast<float>(std::int64_t{width} * height));
+  unsigned char values[256];
+  find_values(values, hist.data(), static_cast<float>(pixels));
+  map.set_values(values);
   for (int y = 0; y < height; ++y) {
     const std::ptrdiff_t row = std::ptrdiff_t{y} * stride;
     map.map_row(dst + row, src + row, width);

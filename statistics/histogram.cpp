@@ -2,38 +2,22 @@
 #include <cstdint>
 #include <limits>
 
+#include "statistics/counters.h"
 #include "zeb/statistics.h"
+
+using namespace zeb::statistics;
 
 namespace {
 
 constexpr int bins = 256;
 constexpr float largest_count = 16777216.0f;  // 2^24, where adding 1 in single precision changes nothing any more
 
-/// Counts in several tables, so that equal neighbours do not wait for one another. What bounds the speed is one store a
-/// pixel; counting pairs of pixels would halve that, but their table exceeds the first-level cache.
-class Counters {
- public:
-  void add_row(const unsigned char* row, int width) {
-    int x = 0;
-    for (; x <= width - tables; x += tables) {
-      for (int k = 0; k < tables; ++k) ++counts_[k][row[x + k]];
-    }
-    for (; x < width; ++x) ++counts_[0][row[x]];
-  }
-
-  std::uint32_t operator[](int bin) const {
-    std::uint32_t sum = 0;
-    for (const auto& table : counts_) sum += table[bin];
-    return sum;
-  }
-
- private:
-  static constexpr int tables = 8;
-  // The pitch keeps the same bin of two tables from lying a multiple of 4096 bytes apart, which would stall the loads.
-  static constexpr int pitch = bins + 16;
-
-  std::uint32_t counts_[tables][pitch] = {};
-};
+template <class Counters>
+Counts count(const unsigned char* src, int width, int stride, int height) {
+  Counters counters;
+  for (int y = 0; y < height; ++y) counters.add_row(src + std::ptrdiff_t{y} * stride, width);
+  return counters.totals();
+}
 
 }  // namespace
 
@@ -46,10 +30,13 @@ void bitmap_histogram(float* hist, const unsigned char* src, int width, int stri
       std::numeric_limits<std::uint32_t>::max() / static_cast<std::uint32_t>(width), std::numeric_limits<int>::max()));
   for (int y = 0; y < height;) {
     const int rows = std::min(band, height - y);
-    Counters counters;
-    for (const int end = y + rows; y < end; ++y) counters.add_row(src + std::ptrdiff_t{y} * stride, width);
-    for (int i = 0; i < bins; ++i)
-      hist[i] = std::min(hist[i] + std::min(static_cast<float>(counters[i]), largest_count), largest_count);
+    const unsigned char* const top = src + std::ptrdiff_t{y} * stride;
+    const bool large = width >= 256 && std::int64_t{width} * rows >= 1 << 16;
+    const Counts counts =
+        large ? count<PairCounters>(top, width, stride, rows) : count<Counters>(top, width, stride, rows);
+    for (std::size_t i = 0; i < bins; ++i)
+      hist[i] = std::min(hist[i] + std::min(static_cast<float>(counts[i]), largest_count), largest_count);
+    y += rows;
   }
 }
 
