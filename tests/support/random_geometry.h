@@ -3,6 +3,8 @@
 #include <ostream>
 #include <random>
 
+#include "tests/support/picture.h"
+
 namespace zeb::testing {
 
 /// Uniform over `lowest` to `highest`, both included.
@@ -21,6 +23,11 @@ struct Geometry {
     g.height = pick(engine, 0, largest_height);
     g.offset = pick(engine, 0, 15);
     return g;
+  }
+
+  /// Random pixels and padding in this layout, at any alignment.
+  Picture picture(std::mt19937& engine) const {
+    return Picture::random(engine, width, stride, height, pick(engine, 0, 15));
   }
 
   friend std::ostream& operator<<(std::ostream& os, const Geometry& g) {
