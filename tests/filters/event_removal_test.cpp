@@ -32,54 +32,42 @@ Picture cleared(Picture p) {
 }
 
 TEST(EventRemoval, CountsTheWindowOnAnyLayout) {
-  std::mt19937 engine(1);
-  for (int i = 0; i < 400; ++i) {
-    const auto g = Geometry::random(engine, 120, 12);
-    const int radius = pick(engine, 0, i % 8 == 0 ? 70 : 8);
-    const auto level = static_cast<unsigned char>(engine());
-    const bool square = pick(engine, 0, 1) != 0;
+  for_each_trial(300, 120, 12, [](Trial t) {
+    const auto [width, stride, height, offset] = t.g;
+    const int radius = pick(t.engine, 0, t.number % 16 == 0 ? 70 : 8);
+    const auto level = static_cast<unsigned char>(t.engine());
+    const bool square = t.number % 2 != 0;
     // Counts near what the window holds, so that both outcomes occur.
     const int events = (255 - level) * (2 * radius + 1) * (2 * radius + 1) / 256;
-    const int min_count = std::max(0, events * pick(engine, 0, 12) / 10 + pick(engine, -1, 2));
-    const auto fraction = static_cast<float>(pick(engine, -1, 21)) / 20.0f;
-    SCOPED_TRACE(::testing::Message() << g << ", radius " << radius << ", level " << int{level} << ", min_count "
-                                      << min_count << ", fraction " << fraction << (square ? ", square" : ", disc"));
-    Picture src = g.picture(engine), dst = g.picture(engine), packed = dst, dense = dst;
-    const auto count = [&](int x, int y, int above) { return count_around(src, x, y, radius, square, above); };
+    const int min_count = std::max(0, events * pick(t.engine, 0, 12) / 10 + pick(t.engine, -1, 2));
+    const auto count = [&](int x, int y, int above) { return count_around(t.src, x, y, radius, square, above); };
 
-    Picture expected = cleared(dst), expected_packed = expected, expected_dense = dense;
-    expected.fill([&](int x, int y) { return src(x, y) > level && count(x, y, level) >= min_count ? 255 : 0; });
-    zeb::vEventRemover(dst.data(), src.data(), g.width, g.stride, g.height, radius, level, min_count, square);
-    ASSERT_TRUE(same(expected, dst));
-
-    const int packed_begin = radius + 1, packed_end = (g.width - radius - 15) & ~15;
+    Picture packed = t.dst, dense = t.dst, expected = cleared(t.dst), expected_packed = expected;
+    const int packed_begin = radius + 1, packed_end = (width - radius - 15) & ~15;
     const int groups = std::max(0, (packed_end - packed_begin + 15) / 16);
     const auto exceeded = static_cast<signed char>(static_cast<unsigned char>((min_count - 1) & 255));
-    expected_packed.fill([&](int x, int y) {
-      const bool is_packed = radius < 64 && packed_begin <= x && x < packed_begin + 16 * groups;
+    expected.fill([&](int x, int y) {
+      if (t.src(x, y) <= level) return 0;
       const int n = count(x, y, level);
-      return src(x, y) > level && (is_packed ? std::min(n, 127) > exceeded : n >= min_count) ? 255 : 0;
+      const bool is_packed = radius < 64 && packed_begin <= x && x < packed_begin + 16 * groups;
+      expected_packed(x, y) = (is_packed ? std::min(n, 127) > exceeded : n >= min_count) ? 255 : 0;
+      return n >= min_count ? 255 : 0;
     });
-    if (radius == 0) std::copy_n(src.data(), g.stride * g.height, expected_packed.data());
-    zeb::vMMEventRemover(packed.data(), src.data(), g.width, g.stride, g.height, radius, level, min_count, square);
-    ASSERT_TRUE(same(expected_packed, packed));
+    if (radius == 0) std::copy_n(t.src.data(), stride * height, expected_packed.data());
+    zeb::vEventRemover(t.dst.data(), t.src.data(), width, stride, height, radius, level, min_count, square);
+    ASSERT_TRUE(same(expected, t.dst)) << "radius " << radius << ", min_count " << min_count;
+    zeb::vMMEventRemover(packed.data(), t.src.data(), width, stride, height, radius, level, min_count, square);
+    ASSERT_TRUE(same(expected_packed, packed)) << "radius " << radius << ", min_count " << min_count;
 
     const Picture all(2 * radius + 1, 2 * radius + 1, 2 * radius + 1, 1);
     const auto window = static_cast<float>(count_around(all, radius, radius, radius, square, 0));
-    const float share = std::clamp(fraction, 1e-8f, 1.0f);
+    const float fraction = static_cast<float>(pick(t.engine, -1, 21)) / 20.0f,
+                share = std::clamp(fraction, 1e-8f, 1.0f);
+    Picture expected_dense = dense;
     expected_dense.fill([&](int x, int y) { return static_cast<float>(count(x, y, 0)) > window * share ? 255 : 0; });
-    zeb::vDiscriminator(dense.data(), src.data(), g.width, g.stride, g.height, radius, fraction, square);
-    ASSERT_TRUE(same(expected_dense, dense));
-  }
-}
-
-TEST(EventRemoval, RemovesSpecksAndKeepsBlobs) {
-  Picture src = Picture::text({"a.......", "...aa...", "..aaaa..", "..aaaa..", "...aa..a", "........"}), dst(src);
-  zeb::vEventRemover(dst.data(), src.data(), 8, 8, 6, 1, 127, 3, 0);
-  EXPECT_EQ(dst, Picture::text({"........", "...##...", "..####..", "..####..", "...##...", "........"}));
-  zeb::vDiscriminator(dst.data(), src.data(), 8, 8, 6, 1, 0.8f, 0);
-  EXPECT_EQ(dst, Picture::text({"........", "........", "...##...", "...##...", "........", "........"}))
-      << "more than four of five";
+    zeb::vDiscriminator(dense.data(), t.src.data(), width, stride, height, radius, fraction, square);
+    ASSERT_TRUE(same(expected_dense, dense)) << "radius " << radius << ", fraction " << fraction;
+  });
 }
 
 TEST(EventRemoval, PackedCountsSaturateAndTheLimitWraps) {

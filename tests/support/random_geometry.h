@@ -35,4 +35,23 @@ struct Geometry {
   }
 };
 
+/// One of many calls with random parameters: images of one layout, to read and to write, and where to draw from.
+struct Trial {
+  std::mt19937& engine;
+  int number;
+  Geometry g;
+  Picture src, dst;
+};
+
+/// Runs `test(trial)` over random layouts until one fails an assertion.
+template <class Test>
+void for_each_trial(int count, int largest_width, int largest_height, Test test) {
+  std::mt19937 engine(1);
+  for (int i = 0; i < count && !::testing::Test::HasFatalFailure(); ++i) {
+    const auto g = Geometry::random(engine, largest_width, largest_height);
+    SCOPED_TRACE(::testing::Message() << "trial " << i << ": " << g);
+    test(Trial{engine, i, g, g.picture(engine), g.picture(engine)});
+  }
+}
+
 }  // namespace zeb::testing
