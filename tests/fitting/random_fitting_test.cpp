@@ -193,7 +193,7 @@ TEST(LineSearch, MatchesThePlainRendering) {
     const int width = pick(engine, 5, 400), height = pick(engine, 5, 300);
     SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
     Picture image = i == 20 ? scribble(engine, 1700, 1700, 900) : scribble(engine, width, width + i % 7, height);
-    const int angle_bins = pick(engine, 0, 60), distance_bins = pick(engine, 1, 90);
+    const int angle_bins = i % 5 == 1 ? 0 : pick(engine, 1, 60), distance_bins = i % 5 == 2 ? 0 : pick(engine, 1, 90);
     const LineSearch expected(image, angle_bins, distance_bins);
     const int next = rand();
     Floats angles(static_cast<std::size_t>(angle_bins), -1.0f),
