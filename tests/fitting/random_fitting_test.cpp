@@ -1,20 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <vector>
 
-#include "tests/support/allocation.h"
 #include "tests/support/picture.h"
 #include "tests/support/random_geometry.h"
 #include "zeb/drawing.h"
 #include "zeb/fitting.h"
 
-using zeb::testing::FailingAllocations;
-using zeb::testing::pick;
-using zeb::testing::Picture;
+using namespace zeb::testing;
 
 namespace {
 
@@ -116,10 +113,7 @@ struct LineSearch {
     const std::size_t n = angle_.size();
     const float scale = static_cast<float>(h_ / 2 + w_ / 2) * 0.5f;
     const auto D = [&](std::size_t a, std::size_t b) {
-      float t = fabsf(angle_[a] - angle_[b]);
-      if (t > 3.1415927f) t = 6.2831855f - t;
-      const float u = (distance_[a] - distance_[b]) * 2.0f / scale;
-      return sqrtf(u * u + t * t);
+      return zeb::fLineDistHesse(angle_[a], distance_[a], angle_[b], distance_[b], scale);
     };
     Floats score(n, 200.0f);
     float total = 0;
@@ -168,11 +162,10 @@ struct Lines {
   Floats angles = Floats(10, -9.0f), distances = Floats(10, -9.0f);
   int count = -1;
 
-  explicit Lines(Picture& image, Floats* angle_histogram = nullptr, Floats* distance_histogram = nullptr) {
-    const auto data = [](Floats* h) { return h == nullptr ? nullptr : h->data(); };
-    const auto bins = [](Floats* h) { return h == nullptr ? 0 : static_cast<int>(h->size()); };
-    zeb::CalcLinesRandom(angles.data(), distances.data(), data(angle_histogram), bins(angle_histogram),
-                         data(distance_histogram), bins(distance_histogram), &count, image.data(), image.width(),
+  Lines(Picture& image, Floats& angle_histogram, Floats& distance_histogram) {
+    zeb::CalcLinesRandom(angles.data(), distances.data(), angle_histogram.data(),
+                         static_cast<int>(angle_histogram.size()), distance_histogram.data(),
+                         static_cast<int>(distance_histogram.size()), &count, image.data(), image.width(),
                          image.height(), image.stride());
     angles.resize(static_cast<std::size_t>(count));
     distances.resize(static_cast<std::size_t>(count));
@@ -196,16 +189,16 @@ Picture scribble(std::mt19937& engine, int width, int stride, int height) {
 TEST(LineSearch, MatchesThePlainRendering) {
   std::mt19937 engine(1);
   int found = 0;
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < 24; ++i) {
     const int width = pick(engine, 5, 400), height = pick(engine, 5, 300);
     SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
     Picture image = i == 20 ? scribble(engine, 1700, 1700, 900) : scribble(engine, width, width + i % 7, height);
-    const int angle_bins = pick(engine, 0, 60), distance_bins = pick(engine, 1, 90);
+    const int angle_bins = i % 5 == 1 ? 0 : pick(engine, 1, 60), distance_bins = i % 5 == 2 ? 0 : pick(engine, 1, 90);
     const LineSearch expected(image, angle_bins, distance_bins);
     const int next = rand();
     Floats angles(static_cast<std::size_t>(angle_bins), -1.0f),
         distances(static_cast<std::size_t>(distance_bins), -1.0f);
-    const Lines lines(image, &angles, &distances);
+    const Lines lines(image, angles, distances);
     if (lines.count > 0) {
       ASSERT_EQ(rand(), next) << "the state of the generator";
     }
@@ -215,83 +208,38 @@ TEST(LineSearch, MatchesThePlainRendering) {
     ASSERT_EQ(distances, expected.distance_histogram);
     found += lines.count;
   }
-  EXPECT_GT(found, 40);
+  EXPECT_GT(found, 20);
 }
 
-/// The line through the middle with normal `angle`, shifted by `distance`, is found whatever its direction.
-TEST(LineSearch, RecoversADrawnLine) {
-  for (const int size : {120, 300, 640})
-    for (int degrees = 0; degrees < 180; degrees += 15)
-      for (const float share : {0.0f, 0.15f, 0.3f}) {
-        const float angle = static_cast<float>(degrees) * 3.1415927f / 180.0f,
-                    distance = share * static_cast<float>(size);
-        const float c = cosf(angle), s = sinf(angle), middle = static_cast<float>(size) / 2;
-        const float x = middle + distance * c, y = middle + distance * s, reach = static_cast<float>(size) * 0.6f;
-        Picture image(size, size, size);
-        vLine(image.data(), static_cast<int>(x - reach * s), static_cast<int>(y + reach * c),
-              static_cast<int>(x + reach * s), static_cast<int>(y - reach * c), size, size, 255, 1);
-        const Lines lines(image);
-        float nearest = 1e9f;
-        for (std::size_t i = 0; i < lines.angles.size(); ++i) {
-          nearest =
-              std::min(nearest, zeb::fLineDistHesse(lines.angles[i], lines.distances[i], angle, distance, middle));
-          nearest = std::min(nearest, zeb::fLineDistHesse(lines.angles[i] < 0 ? lines.angles[i] + 3.1415927f
-                                                                              : lines.angles[i] - 3.1415927f,
-                                                          -lines.distances[i], angle, distance, middle));
-        }
-        EXPECT_LT(nearest, 0.05f) << size << " pixels, " << degrees << " degrees, distance " << distance;
-      }
-}
-
-TEST(LineSearch, GivesUpQuietly) {
-  Picture image(100, 100, 100), single(100, 100, 100);
+TEST(LineSearch, LeavesHistogramsWithoutEnoughPixels) {
+  Picture single(100, 100, 100);
   single(50, 50) = 255;
   Floats histogram(5, 7.0f);
-  EXPECT_EQ(Lines(image, &histogram, &histogram).count, 0);
-  EXPECT_EQ(Lines(single, &histogram, &histogram).count, 0);
-  EXPECT_EQ(histogram, Floats(5, 7.0f)) << "untouched";
-
-  std::mt19937 engine(2);
-  Picture lines = scribble(engine, 200, 200, 200);
-  ASSERT_GT(Lines(lines).count, 0);
-  for (int successes = 0; successes < 5; ++successes) {
-    const FailingAllocations failing(successes);
-    EXPECT_EQ(Lines(lines).count, 0);
-  }
+  EXPECT_EQ(Lines(single, histogram, histogram).count, 0);
+  EXPECT_EQ(histogram, Floats(5, 7.0f));
   int count = 5;
   float value = 0;
-  zeb::CalcLinesRandom(nullptr, &value, nullptr, 0, nullptr, 0, &count, lines.data(), 200, 200, 200);
+  zeb::CalcLinesRandom(nullptr, &value, nullptr, 0, nullptr, 0, &count, single.data(), 100, 100, 100);
   EXPECT_EQ(count, 0);
-  for (const int size : {0, -1, std::numeric_limits<int>::min()}) {
-    count = 5;
-    zeb::CalcLinesRandom(&value, &value, nullptr, 0, nullptr, 0, &count, lines.data(), size, 10, 10);
-    EXPECT_EQ(count, 0);
-  }
 }
 
-struct Circle {
-  float radius = -1, x = -1, y = -1;
+using Circle = std::array<float, 3>;  // radius and centre
 
-  Circle() = default;
-  explicit Circle(Picture& image) {
-    zeb::CalcCircleRandom(&radius, &x, &y, image.data(), image.width(), image.height(), image.stride());
-  }
-  bool operator==(const Circle& o) const { return radius == o.radius && x == o.x && y == o.y; }
-};
-
-void PrintTo(const Circle& c, std::ostream* os) { *os << c.radius << " around " << c.x << ", " << c.y; }
+Circle circle_in(Picture& image) {
+  Circle c{-1, -1, -1};
+  zeb::CalcCircleRandom(&c[0], &c[1], &c[2], image.data(), image.width(), image.height(), image.stride());
+  return c;
+}
 
 /// A plain rendering of the circle search, which looks at all nine rows.
 Circle plain_circle(const Picture& image) {
   const int w = image.width(), h = image.height();
-  Circle result;
-  result.radius = result.x = result.y = 0;
   const auto active = [&](int x, int y) { return 0 <= x && x < w && 0 <= y && y < h && image(x, y) != 0; };
   int set = 0;
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) set += active(x, y) ? 1 : 0;
   const float wanted = static_cast<float>(set - 1) * static_cast<float>(set) * static_cast<float>(set - 2) / 12.0f;
-  if (1.0f > wanted) return result;
+  if (1.0f > wanted) return {};
   const std::size_t capacity = static_cast<std::size_t>(std::min(wanted, 2000.0f));
   const int min_sq = static_cast<int>(w * 0.04 * h);
   const int attempts = static_cast<int>(sqrtf(static_cast<float>(w * h))) << 5;
@@ -334,7 +282,7 @@ Circle plain_circle(const Picture& image) {
     rs.back() = sqrtf(ey * ey + ex * ex);
   }
   const std::size_t n = rs.size();
-  if (n == 0) return result;
+  if (n == 0) return {};
   const float blur = sqrtf(static_cast<float>(h) * static_cast<float>(w)) * 0.05f;
   Floats score(n, 0.0f);
   std::vector<std::size_t> order(n);
@@ -356,15 +304,12 @@ Circle plain_circle(const Picture& image) {
     y += score[k] * ys[k];
     total += score[k];
   }
-  result.radius = r / total;
-  result.x = x / total;
-  result.y = y / total;
-  return result;
+  return {r / total, x / total, y / total};
 }
 
 TEST(CircleSearch, MatchesThePlainRendering) {
   std::mt19937 engine(3);
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < 24; ++i) {
     const int width = pick(engine, 1, 250), height = pick(engine, 1, 200);
     SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
     Picture image = i % 2 == 0 ? scribble(engine, width, width + i % 5, height) : Picture(width, width + i % 5, height);
@@ -374,8 +319,8 @@ TEST(CircleSearch, MatchesThePlainRendering) {
                   static_cast<float>(pick(engine, 0, side / 2)), 2.0f, 255, 0);
     const Circle expected = plain_circle(image);
     const int next = rand();
-    EXPECT_EQ(Circle(image), expected);
-    if (expected.radius > 0) {
+    EXPECT_EQ(circle_in(image), expected);
+    if (expected[0] > 0) {
       EXPECT_EQ(rand(), next) << "the state of the generator";
     }
   }
@@ -394,34 +339,16 @@ TEST(CircleSearch, OfALargeImageLeavesTheGeneratorInTheSamePlace) {
 }
 
 TEST(CircleSearch, RecoversADrawnCircle) {
-  for (const int size : {100, 256, 500})
-    for (const float radius : {0.25f, 0.35f, 0.45f})
-      for (const int shift : {-2, 0, 3}) {
-        const int centre = size / 2 + shift;
-        const float r = radius * static_cast<float>(size);
-        Picture image(size, size, size);
-        vDrawCircle(image.data(), size, size, size, centre, size / 2, r, 2.0f, 255, 0);
-        const Circle found(image);
-        EXPECT_NEAR(found.radius, r - 1, 1.0f) << size << " " << shift;
-        EXPECT_NEAR(found.x, static_cast<float>(centre), 0.7f) << size << " " << r;
-        EXPECT_NEAR(found.y, static_cast<float>(size / 2), 0.7f) << size << " " << r;
-      }
-}
-
-TEST(CircleSearch, GivesUpQuietly) {
-  Circle zero;
-  zero.radius = zero.x = zero.y = 0;
-  Picture empty(50, 50, 50), three(50, 50, 50), none(0, 0, 0);
-  for (int x = 10; x < 13; ++x) three(x, 20) = 255;
-  EXPECT_EQ(Circle(empty), zero);
-  EXPECT_EQ(Circle(three), zero);
-  EXPECT_EQ(Circle(none), zero);
-  Picture ring(60, 60, 60);
-  vDrawCircle(ring.data(), 60, 60, 60, 30, 30, 20, 2, 255, 0);
-  for (int successes = 0; successes < 5; ++successes) {
-    const FailingAllocations failing(successes);
-    EXPECT_EQ(Circle(ring), zero);
-  }
+  for (const int size : {100, 256})
+    for (const float radius : {0.25f, 0.35f, 0.45f}) {
+      const float r = radius * static_cast<float>(size);
+      Picture image(size, size, size);
+      vDrawCircle(image.data(), size, size, size, size / 2 - 2, size / 2, r, 2.0f, 255, 0);
+      const auto [found_radius, x, y] = circle_in(image);
+      EXPECT_NEAR(found_radius, r - 1, 1.0f) << size;
+      EXPECT_NEAR(x, static_cast<float>(size / 2 - 2), 0.7f) << size << " " << r;
+      EXPECT_NEAR(y, static_cast<float>(size / 2), 0.7f) << size << " " << r;
+    }
 }
 
 TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {
@@ -453,15 +380,8 @@ TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {
   }
 }
 
-TEST(WeightedCorrelation, WithoutDataOrMemory) {
-  Floats first{1, 2, 3}, result(4, 7.0f);
-  std::vector<int> weights{1, 1, 1};
-  zeb::Correlation(result.data(), first.data(), first.data(), weights.data(), 3, -4);
-  for (int successes = 0; successes < 4; ++successes) {
-    const FailingAllocations failing(successes);
-    zeb::Correlation(result.data(), first.data(), first.data(), weights.data(), 3, 2);
-  }
-  EXPECT_EQ(result, Floats(4, 7.0f));
+TEST(WeightedCorrelation, WithoutData) {
+  Floats result(4);
   zeb::Correlation(result.data(), nullptr, nullptr, nullptr, 0, 2);
   for (const float r : result) EXPECT_TRUE(std::isnan(r));
 }

@@ -61,6 +61,14 @@ class Picture {
   unsigned char& operator()(int x, int y) { return data()[std::ptrdiff_t{y} * stride_ + x]; }
   unsigned char operator()(int x, int y) const { return data()[std::ptrdiff_t{y} * stride_ + x]; }
 
+  /// Gives every pixel what `value(x, y)` returns; padding stays.
+  template <class Value>
+  Picture& fill(Value value) {
+    for (int y = 0; y < height_; ++y)
+      for (int x = 0; x < width_; ++x) (*this)(x, y) = static_cast<unsigned char>(value(x, y));
+    return *this;
+  }
+
   Mat<unsigned char> mat() { return {data(), width_, stride_, height_}; }
   Bitmap_<unsigned char> bitmap(Point_<um> pixel_size = {}) { return {data(), width_, stride_, height_, pixel_size}; }
 

@@ -3,6 +3,8 @@
 #include <ostream>
 #include <random>
 
+#include "tests/support/picture.h"
+
 namespace zeb::testing {
 
 /// Uniform over `lowest` to `highest`, both included.
@@ -23,9 +25,33 @@ struct Geometry {
     return g;
   }
 
+  /// Random pixels and padding in this layout, at any alignment.
+  Picture picture(std::mt19937& engine) const {
+    return Picture::random(engine, width, stride, height, pick(engine, 0, 15));
+  }
+
   friend std::ostream& operator<<(std::ostream& os, const Geometry& g) {
     return os << "width " << g.width << ", stride " << g.stride << ", height " << g.height << ", offset " << g.offset;
   }
 };
+
+/// One of many calls with random parameters: images of one layout, to read and to write, and where to draw from.
+struct Trial {
+  std::mt19937& engine;
+  int number;
+  Geometry g;
+  Picture src, dst;
+};
+
+/// Runs `test(trial)` over random layouts until one fails an assertion.
+template <class Test>
+void for_each_trial(int count, int largest_width, int largest_height, Test test) {
+  std::mt19937 engine(1);
+  for (int i = 0; i < count && !::testing::Test::HasFatalFailure(); ++i) {
+    const auto g = Geometry::random(engine, largest_width, largest_height);
+    SCOPED_TRACE(::testing::Message() << "trial " << i << ": " << g);
+    test(Trial{engine, i, g, g.picture(engine), g.picture(engine)});
+  }
+}
 
 }  // namespace zeb::testing
