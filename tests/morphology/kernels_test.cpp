@@ -32,49 +32,67 @@ Geometry random_layout(std::mt19937& engine, int i) {
   return Geometry::random(engine, 300, 60);
 }
 
-/// The square or disk of radius `radius_x`.
-auto round_or_square(const Call& c, const Geometry& g) {
-  return [&](int dy) {
-    const long long r = c.radius_x;
-    long long t = std::min<long long>(r, std::max(g.width, 0));
-    while (c.rectangular == 0 && t > 0 && t * t + 1LL * dy * dy > r * r) --t;
-    return t;
-  };
+constexpr int large_radii[] = {64, 65, 100, 252, 253, 254, 300, 5000, INT_MAX};
+
+/// A call with squares or disks on a random layout, and the union that comes of it; the padding is kept.
+struct RoundOrSquare {
+  Call call;
+  Geometry layout;
+  Picture src, before, expected;
+
+  RoundOrSquare(std::mt19937& engine, int i, Equal equal, int radius, int rectangular)
+      : call{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], rectangular},
+        layout(random_layout(engine, i)),
+        src(noise(engine, layout, call, equal, i % 60 != 0 && i % 3 == 0 ? 3 : 1000 + 20 * std::min(radius, 400))),
+        before(layout.width, layout.stride, layout.height, 3),
+        expected(before) {
+    stamp(expected, src, call, equal, [this](int dy) {
+      const long long r = call.radius_x;
+      long long t = std::min<long long>(r, std::max(layout.width, 0));
+      while (call.rectangular == 0 && t > 0 && t * t + 1LL * dy * dy > r * r) --t;
+      return t;
+    });
+  }
+
+  void pad(unsigned char value) { fill(expected, layout.width, layout.stride, value); }
+  template <class Function>
+  void expect_of(Function f) const {
+    ASSERT_TRUE(same(expected, run(f, before, src, layout.height, call))) << call << ", " << layout;
+  }
+};
+
+TEST(Marking, DirectFormsOnAnyLayout) {
+  std::mt19937 engine(1);
+  for (int i = 0; i < 300 && !HasFailure(); ++i) {
+    const int radius = i % 8 == 0 ? pick(engine, 10, 70) : pick(engine, 0, 9);
+    RoundOrSquare c(engine, i, Equal::foreground, radius, i % 2);
+    c.expect_of(vMorphOp);
+    c.pad(c.call.miss());
+    c.expect_of(vMorphOpThin);
+  }
 }
 
-TEST(Marking, SquaresAndDisksOnAnyLayout) {
-  const int large[] = {64, 65, 100, 252, 253, 254, 300, 5000, INT_MAX};
-  std::mt19937 engine(1);
-  for (int i = 0; i < 900; ++i) {
-    const int form = i % 3, radius = form == 0   ? (i % 8 == 0 ? pick(engine, 10, 70) : pick(engine, 0, 9))
-                                     : form == 1 ? large[pick(engine, 0, 8)]
-                                                 : (i % 2 == 0 ? pick(engine, 0, 255) : large[pick(engine, 0, 8)]);
-    Call c{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], 0};
-    if (form < 2) c.rectangular = pick(engine, 0, 1);
-    if (form == 2) c.radius_x = c.radius_y = std::min(radius, 253);
-    const Geometry g = random_layout(engine, i / 3);
-    SCOPED_TRACE(::testing::Message() << "form " << form << ", " << c << ", " << g);
-    const Equal equal = form == 0 ? Equal::foreground : Equal::background;
-    const int rarity = g.width > 300 || pick(engine, 0, 2) != 0 ? 20 * radius % 10000 + 1000 : 3;
-    const Picture src = noise(engine, g, c, equal, rarity), before(g.width, g.stride, g.height, 3);
-    Picture expected(before);
-    stamp(expected, src, c, equal, round_or_square(c, g));
-    c.radius_x = radius;
-    if (form == 0) {
-      ASSERT_TRUE(same(expected, run(vMorphOp, before, src, g.height, c)));
-      fill(expected, g.width, g.stride, c.miss());
-      ASSERT_TRUE(same(expected, run(vMorphOpThin, before, src, g.height, c)));
-    } else if (form == 1) {
-      fill(expected, g.width, g.stride, 0);
-      ASSERT_TRUE(same(expected, run(vMMRecursiveMorphOp, before, src, g.height, c)));
-    } else {
-      ASSERT_TRUE(same(expected, run(vMMMorphOpDist, before, src, g.height, c))) << "asked for " << radius;
-    }
+TEST(Marking, RecursiveFormBeyondItsCount) {
+  std::mt19937 engine(2);
+  for (int i = 0; i < 300 && !HasFailure(); ++i) {
+    RoundOrSquare c(engine, i, Equal::background, large_radii[pick(engine, 0, 8)], i % 2);
+    c.pad(0);
+    c.expect_of(vMMRecursiveMorphOp);
+  }
+}
+
+TEST(Marking, DistanceUpToItsCap) {
+  std::mt19937 engine(3);
+  for (int i = 0; i < 300 && !HasFailure(); ++i) {
+    const int radius = i % 2 == 0 ? pick(engine, 0, 255) : large_radii[pick(engine, 0, 8)];
+    RoundOrSquare c(engine, i, Equal::background, std::min(radius, 253), 0);
+    c.call.radius_x = radius;
+    c.expect_of(vMMMorphOpDist);
   }
 }
 
 TEST(Marking, EllipsesAndRectanglesWithOffsets) {
-  std::mt19937 engine(2);
+  std::mt19937 engine(4);
   for (int i = 0; i < 600; ++i) {
     Call c{pick(engine, 0, 90), pick(engine, 0, 90), pick(engine, -150, 150), pick(engine, -40, 40),
            operations[i % 3],   thresholds[i % 5],   pick(engine, 0, 1)};

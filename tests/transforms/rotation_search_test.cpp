@@ -129,18 +129,19 @@ Turn plain_turn(Picture& a, Picture& b) {
   return {bins * 6.2831855f / static_cast<float>(n), expf(static_cast<float>(shift) * L / static_cast<float>(n))};
 }
 
-/// A grid of lines, turned about the middle.
-Picture grid(int size, float spacing, float angle) {
+/// Five lines one way and three across, turned about the middle.
+Picture grid(int size, int spacing, float angle) {
   Picture image(size, size, size);
-  const float c = cosf(angle), s = sinf(angle), middle = static_cast<float>(size) / 2, reach = static_cast<float>(size);
-  for (int i = -2; i <= 2; ++i)
-    for (const float side : {0.0f, 1.0f}) {
-      if (side == 1.0f && i % 2 != 0) continue;
-      const float cx = side == 0 ? c : -s, cy = side == 0 ? s : c, d = static_cast<float>(i) * spacing;
-      vLine(image.data(), static_cast<int>(middle + d * cx - reach * cy),
-            static_cast<int>(middle + d * cy + reach * cx), static_cast<int>(middle + d * cx + reach * cy),
-            static_cast<int>(middle + d * cy - reach * cx), size, size, 255, 1);
-    }
+  const auto line = [&](int offset, float towards) {
+    const float c = cosf(towards), s = sinf(towards), d = static_cast<float>(offset * spacing);
+    const float x = static_cast<float>(size) / 2 + d * c, y = static_cast<float>(size) / 2 + d * s;
+    const auto along = [size](float from, float direction) {
+      return static_cast<int>(from + static_cast<float>(size) * direction);
+    };
+    vLine(image.data(), along(x, -s), along(y, c), along(x, s), along(y, -c), size, size, 255, 1);
+  };
+  for (const int offset : {-2, -1, 0, 1, 2}) line(offset, angle);
+  for (const int offset : {-2, 0, 2}) line(offset, angle + 1.5707964f);
   return image;
 }
 
@@ -172,35 +173,29 @@ TEST(RotationFromLines, RecoversATurnedGrid) {
 /// The polar match, step by step, with the curves.
 float plain_match(const Picture& a, const Picture& b, Picture& trace) {
   const int S = a.width() / 16, h = a.height(), stride = a.stride();
-  std::vector<std::vector<int>> A(16), B(16);
-  int largest = 1;
-  for (std::size_t band = 0; band < 16; ++band)
-    for (int r = 0; r < h; ++r) {
-      A[band].push_back(0);
-      B[band].push_back(0);
-      for (int c = 0; c < S; ++c) {
-        A[band].back() += a(static_cast<int>(band) * S + c, r);
-        B[band].back() += b(static_cast<int>(band) * S + c, r);
-      }
-      largest = std::max({largest, A[band].back(), B[band].back()});
-    }
+  const auto sum = [S](const Picture& p, int band, int r) {
+    int total = 0;
+    for (int c = 0; c < S; ++c) total += p(band * S + c, r);
+    return total;
+  };
+  int largest = 1, shift[16], order[16], spread[16] = {};
+  for (int i = 0; i < 16 * h; ++i) largest = std::max({largest, sum(a, i / h, i % h), sum(b, i / h, i % h)});
   const float f = static_cast<float>(S) / static_cast<float>(largest);
-  int shift[16];
-  for (std::size_t band = 0; band < 16; ++band) {
-    const int left = static_cast<int>(band) * S;
-    const auto x = [&](const std::vector<int>& p, int r) {
-      return static_cast<int>(static_cast<float>(p[static_cast<std::size_t>((r + h) % h)]) * f) + left;
+  for (int band = 0; band < 16; ++band) {
+    const auto plot = [&](const Picture& p, int r, unsigned char value) {
+      const auto x = [&](int row) {
+        return static_cast<int>(static_cast<float>(sum(p, band, (row + h) % h)) * f) + band * S;
+      };
+      vLine(trace.data(), x(r - 1), r - 1, x(r), r, stride, h, value, 0);
     };
     for (int r = 0; r < h; ++r) {
-      vLine(trace.data(), x(B[band], r - 1), r - 1, x(B[band], r), r, stride, h, 200, 0);
-      vLine(trace.data(), x(A[band], r - 1), r - 1, x(A[band], r), r, stride, h, 120, 0);
+      plot(b, r, 200);
+      plot(a, r, 120);
     }
     float best = 1.0e25f;
     for (int s = 0; s < h; ++s) {
       float score = 0;
-      for (int j = 0; j < h; ++j)
-        score += static_cast<float>(
-            std::abs(B[band][static_cast<std::size_t>((s + j) % h)] - A[band][static_cast<std::size_t>(j)]));
+      for (int j = 0; j < h; ++j) score += static_cast<float>(std::abs(sum(b, band, (s + j) % h) - sum(a, band, j)));
       if (best > score) {
         best = score;
         shift[band] = s;
@@ -209,7 +204,6 @@ float plain_match(const Picture& a, const Picture& b, Picture& trace) {
   }
   for (int band = 0; band < 16; ++band)
     vLine(trace.data(), band * S, shift[band], band * S + static_cast<int>(S * 0.9), shift[band], stride, h, 120, 0);
-  int order[16], spread[16] = {};
   for (int band = 0; band < 16; ++band) {
     order[band] = band;
     for (const int other : shift) {
@@ -242,7 +236,7 @@ TEST(RotationFromPolar, MatchesThePlainRendering) {
     const int turn = pick(engine, 0, height - 1);  // the second image is the first one turned, with disturbances
     for (int y = 0; y < height && i % 3 != 0; ++y)
       for (int x = 0; x < width; ++x)
-        if (x % 3 != 0) b((x), (y + turn) % height) = a(x, y);
+        if (x % 3 != 0) b(x, (y + turn) % height) = a(x, y);
     Picture expected(width, stride, height), trace(expected);
     const float angle = plain_match(a, b, expected);
     ASSERT_EQ(zeb::fMatchAngleFromPolar(a.data(), b.data(), width, height, stride, trace.data()), angle);
