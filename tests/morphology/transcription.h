@@ -3,15 +3,20 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <vector>
 
 #include "tests/support/picture.h"
+#include "tests/support/random_geometry.h"
 
-/// The algorithms of the morphology family spelled out pixel by pixel, to compare the packed ones with.
+/// The rules of the morphology family spelled out pixel by pixel, to compare the packed algorithms with.
 namespace zeb::testing {
 
 struct Call {
   int radius_x, radius_y, offset_x, offset_y, operation, threshold, rectangular;
+
+  unsigned char hit() const { return operation == 0 ? 255 : 0; }
+  unsigned char miss() const { return operation == 0 ? 0 : 255; }
 
   friend std::ostream& operator<<(std::ostream& os, const Call& c) {
     return os << "radii " << c.radius_x << ", " << c.radius_y << ", offsets " << c.offset_x << ", " << c.offset_y
@@ -19,49 +24,48 @@ struct Call {
   }
 };
 
-/// Gather: the element is scanned around each pixel.
-inline void gather(Picture& dst, const Picture& src, const Call& c) {
-  const int r = c.radius_x;
-  for (int y = 0; y < src.height(); ++y)
-    for (int x = 0; x < src.width(); ++x) {
-      bool found = false;
-      for (int dy = std::max(-y, -r); dy <= std::min(src.height() - 1 - y, r); ++dy)
-        for (int dx = std::max(-x, -r); dx <= std::min(src.width() - 1 - x, r); ++dx) {
-          const bool set =
-              c.rectangular != 0 || static_cast<float>(r * r) + 0.4f >= static_cast<float>(dx * dx + dy * dy);
-          const int p = src(x + dx, y + dy);
-          found |= set && (c.operation == 0 ? p > c.threshold : p < c.threshold);
-        }
-      dst(x, y) = found == (c.operation == 0) ? 255 : 0;
-    }
+/// Which side of an erosion the pixels equal to the threshold are on.
+enum class Equal { background, foreground };
+
+inline bool is_decisive(int pixel, const Call& c, Equal equal) {
+  if (c.operation == 0) return pixel > c.threshold;
+  return equal == Equal::background ? pixel <= c.threshold : pixel < c.threshold;
 }
 
-/// Scatter of an ellipse: rows of the element are filled around each decisive pixel.
-inline void scatter(Picture& dst, const Picture& src, const Call& c) {
-  std::vector<int> half_widths(static_cast<std::size_t>(2 * c.radius_y + 1), 0);
-  for (int dy = -c.radius_y; dy <= c.radius_y; ++dy) {
-    int& entry = half_widths[static_cast<std::size_t>(dy + c.radius_y)];
-    if (c.rectangular != 0) entry = c.radius_x;
-    for (int dx = -c.radius_x; c.rectangular == 0 && dx <= 0; ++dx) {
-      const float u = static_cast<float>(dx) / static_cast<float>(c.radius_x);
-      const float v = static_cast<float>(dy) / static_cast<float>(c.radius_y);
-      if (u * u + v * v <= 1.0001f) {
-        entry = -dx;
-        break;
-      }
+/// Values around the threshold, itself included, of which about one in `rarity` is decisive.
+inline Picture noise(std::mt19937& engine, const Geometry& g, const Call& c, Equal equal, int rarity) {
+  Picture picture = Picture::random(engine, g.width, g.stride, g.height, g.offset);
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.stride; ++x) {
+      const bool wanted = pick(engine, 0, rarity - 1) == 0;
+      const int nearby = c.threshold + pick(engine, -2, 2), clamped = std::clamp(nearby, 0, 255);
+      const int opposite = std::clamp(c.threshold + (wanted == (c.operation == 0) ? 2 : -2), 0, 255);
+      picture(x, y) = static_cast<unsigned char>(is_decisive(clamped, c, equal) == wanted ? clamped : opposite);
     }
-  }
-  for (int y = 0; y < src.height(); ++y)
-    for (int x = 0; x < src.stride(); ++x) dst(x, y) = c.operation == 0 ? 0 : 255;
-  for (int y = 0; y < src.height(); ++y)
-    for (int x = 0; x < src.width(); ++x) {
-      const int p = src(x, y);
-      if (c.operation == 0 ? p <= c.threshold : p >= c.threshold) continue;
-      for (int dy = c.offset_y - c.radius_y; dy <= c.offset_y + c.radius_y; ++dy) {
-        if (y + dy < 0 || y + dy >= src.height()) continue;
-        const int t = half_widths[static_cast<std::size_t>(dy + c.radius_y - c.offset_y)];
-        for (int at = std::max(0, x + c.offset_x - t); at <= std::min(src.width() - 1, x + c.offset_x + t); ++at)
-          dst(at, y + dy) = c.operation == 0 ? 255 : 0;
+  return picture;
+}
+
+inline void fill(Picture& p, int first_column, int end_column, unsigned char value) {
+  for (int y = 0; y < p.height(); ++y)
+    for (int x = std::max(first_column, 0); x < end_column; ++x) p(x, y) = value;
+}
+
+/// Marks the rows of the element around each decisive pixel, given by their half-widths at each distance.
+inline void stamp(Picture& dst, const Picture& src, const Call& c, Equal equal,
+                  const std::function<long long(int)>& half_width) {
+  const int width = src.width(), height = src.height();
+  const int radius = std::min(c.radius_y, height + std::abs(c.offset_y));
+  std::vector<long long> half_widths;
+  for (int dy = 0; dy <= radius; ++dy) half_widths.push_back(half_width(dy));
+  fill(dst, 0, width, c.miss());
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      if (!is_decisive(src(x, y), c, equal)) continue;
+      const int centre_x = x + c.offset_x, centre_y = y + c.offset_y;
+      for (int to = std::max(0, centre_y - radius); to <= std::min(height - 1, centre_y + radius); ++to) {
+        const long long t = half_widths[static_cast<std::size_t>(std::abs(to - centre_y))];
+        const auto first = std::max(0LL, centre_x - t), last = std::min(width - 1LL, centre_x + t);
+        if (first <= last) std::fill_n(&dst(static_cast<int>(first), to), last - first + 1, c.hit());
       }
     }
 }
@@ -78,89 +82,39 @@ inline void count_along_rows(Picture& dst, const Picture& src, int height, const
     const float q = i / static_cast<float>(c.radius_y);
     return static_cast<int>(std::sqrt(1.0f - q * q + 0.0001f) * rf);
   };
-  const auto b = [&](int x, int y) { return (src(x, y) > c.threshold) == (c.operation == 0) ? 1 : 0; };
+  const auto b = [&](int x, int y) { return is_decisive(src(x, y), c, Equal::background) ? 1 : 0; };
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < src.stride(); ++x) dst(x, y) = 0;
   const int limit = (width - r - 15) & -16;
   for (int y = 0; y < height; ++y) {
-    int lowest = -(c.radius_y + c.offset_y), highest = c.radius_y - c.offset_y;
-    if (y + lowest < 0) lowest = -y;
-    if (y + highest >= height) highest = height - 1 - y;
+    const int lowest = std::max(-(c.radius_y + c.offset_y), -y);
+    const int highest = std::min(c.radius_y - c.offset_y, height - 1 - y);
     int count = 0;
+    const auto for_each_row = [&](auto visit) {
+      for (int dy = lowest; dy <= highest; ++dy) visit(y + dy, half_width(std::abs(dy + c.offset_y)));
+    };
     const auto put = [&](int x) {
       if (c.operation == 0 ? count != 0 : count == 0) dst(x, y) = 255;
     };
-    for (int dy = lowest; dy <= highest; ++dy)
-      for (int x = 0; x <= half_width(std::abs(dy + c.offset_y)); ++x) count += b(x, y + dy);
+    for_each_row([&](int row, int t) {
+      for (int x = 0; x <= t; ++x) count += b(x, row);
+    });
     put(0);
     int x = 1;
     for (; x <= r; ++x) {
-      for (int dy = lowest; dy <= highest; ++dy) {
-        const int t = half_width(std::abs(dy + c.offset_y));
-        count += b(x + t, y + dy);
-        if (x - t - 1 >= 0) count -= b(x - t - 1, y + dy);
-      }
+      for_each_row([&](int row, int t) { count += b(x + t, row) - (x - t - 1 >= 0 ? b(x - t - 1, row) : 0); });
       put(x);
     }
-    for (; x < limit; x += 16) {
-      for (int k = 0; k < 16; ++k) {
-        int change = 0;
-        for (int dy = lowest; dy <= highest; ++dy) {
-          const int t = half_width(std::abs(dy + c.offset_y));
-          change += b(x + k + t, y + dy) - b(x + k - t - 1, y + dy);
-        }
-        count += static_cast<signed char>(static_cast<unsigned char>(change));
-        dst(x + k, y) = (c.operation == 0 ? count > 0 : count == 0) ? 255 : 0;
-      }
+    const int end_of_blocks = x < limit ? x + ((limit - x + 15) & -16) : x;
+    for (; x < end_of_blocks; ++x) {
+      int change = 0;
+      for_each_row([&](int row, int t) { change += b(x + t, row) - b(x - t - 1, row); });
+      count += static_cast<signed char>(static_cast<unsigned char>(change));
+      dst(x, y) = (c.operation == 0 ? count > 0 : count == 0) ? 255 : 0;
     }
     for (; x < width; ++x) {
-      for (int dy = lowest; dy <= highest; ++dy) {
-        const int t = half_width(std::abs(dy + c.offset_y));
-        if (x + t < width) count += b(x + t, y + dy);
-        count -= b(x - t - 1, y + dy);
-      }
+      for_each_row([&](int row, int t) { count += (x + t < width ? b(x + t, row) : 0) - b(x - t - 1, row); });
       put(x);
-    }
-  }
-}
-
-/// Two-phase distance transform: distances down the columns, then the lower envelope of parabolas along the rows.
-inline void distance_transform(Picture& dst, const Picture& src, const Call& c) {
-  const int width = src.width(), height = src.height(), radius = std::min(c.radius_x, 253), limit = radius + 1;
-  std::vector<std::vector<int>> map(static_cast<std::size_t>(height),
-                                    std::vector<int>(static_cast<std::size_t>(width)));
-  const auto g = [&](int x, int y) -> int& { return map[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)]; };
-  for (int x = 0; x < width; ++x) {
-    for (int y = 0; y < height; ++y) {
-      const bool zero = c.operation == 0 ? src(x, y) > c.threshold : src(x, y) <= c.threshold;
-      g(x, y) = zero ? 0 : y == 0 ? limit : std::min(limit, g(x, y - 1) + 1);
-    }
-    for (int y = height - 2; y >= 0; --y)
-      if (g(x, y) > g(x, y + 1)) g(x, y) = std::min(limit, g(x, y + 1) + 1);
-  }
-  std::vector<int> site(static_cast<std::size_t>(width)), start(static_cast<std::size_t>(width));
-  for (int y = 0; y < height; ++y) {
-    const auto f = [&](int x, int i) { return (x - i) * (x - i) + g(i, y) * g(i, y); };
-    std::size_t depth = 1;
-    site[0] = start[0] = 0;
-    for (int u = 1; u < width; ++u) {
-      while (depth > 0 && f(start[depth - 1], site[depth - 1]) > f(start[depth - 1], u)) --depth;
-      if (depth == 0) {
-        site[0] = u;
-        depth = 1;
-        continue;
-      }
-      const int i = site[depth - 1];
-      const int w = 1 + (u * u - i * i - g(i, y) * g(i, y) + g(u, y) * g(u, y)) / (2 * (u - i));
-      if (w >= width) continue;
-      site[depth] = u;
-      start[depth] = w;
-      ++depth;
-    }
-    for (int u = width - 1; u >= 0; --u) {
-      const bool far = f(u, site[depth - 1]) > radius * radius;
-      dst(u, y) = far == (c.operation != 0) ? 255 : 0;
-      if (u == start[depth - 1] && depth > 1) --depth;
     }
   }
 }

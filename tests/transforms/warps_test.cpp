@@ -3,22 +3,17 @@
 
 #include <climits>
 #include <cmath>
-#include <limits>
 
-#include "tests/support/picture.h"
-#include "tests/support/random_geometry.h"
+#include "tests/transforms/sampling.h"
 #include "zeb/transforms.h"
 
 using zeb::Point_;
 using zeb::um;
-using zeb::testing::Geometry;
-using zeb::testing::pick;
-using zeb::testing::Picture;
-using zeb::testing::same;
+using namespace zeb::testing;
 
 namespace {
 
-const float infinity = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+const float infinity = INFINITY, nan = NAN;
 
 struct Parameters {
   float cx, cy, tx, ty, angle, scale;
@@ -29,14 +24,9 @@ struct Parameters {
   }
 };
 
-struct Position {
-  float x, y;
-};
-
 Position turned(const Parameters& p, float xn, float yn) {
   const float c = cosf(p.angle), s = sinf(p.angle);
-  const float yn_s = yn * s, yn_c = yn * c;
-  return {(xn * c + yn_s) + (p.cx - p.tx), (yn_c - xn * s) + (p.cy - p.ty)};
+  return {(xn * c + yn * s) + (p.cx - p.tx), (yn * c - xn * s) + (p.cy - p.ty)};
 }
 
 Position by_division(const Parameters& p, int x, int y) {
@@ -50,45 +40,31 @@ Position by_estimate(const Parameters& p, int x, int y) {
 
 /// The six floats read as a shear: direction in `tx`, `ty`, displacements in `angle`, `scale`.
 Position sheared(const Parameters& p, int x, int y) {
-  float nx = p.tx, ny = p.ty;
-  const float n = sqrtf(nx * nx + ny * ny);
-  if (n > 0) nx /= n, ny /= n;
+  const float n = sqrtf(p.tx * p.tx + p.ty * p.ty), nx = n > 0 ? p.tx / n : p.tx, ny = n > 0 ? p.ty / n : p.ty;
   const float d = (static_cast<float>(x) - p.cx) * nx + (static_cast<float>(y) - p.cy) * ny;
   return {static_cast<float>(x) - d * p.angle, static_cast<float>(y) - d * p.scale};
 }
 
-float bilinear(const Picture& src, Position at, float background) {
-  const double left = std::floor(static_cast<double>(at.x)), top = std::floor(static_cast<double>(at.y));
-  if (!(0 <= left && left < src.width() - 1 && 0 <= top && top < src.height() - 1)) return background;
-  const int ix = static_cast<int>(left), iy = static_cast<int>(top);
-  const float fx = at.x - static_cast<float>(ix), fy = at.y - static_cast<float>(iy);
-  float sum = src(ix + 1, iy) * (fx * (1 - fy));
-  sum += src(ix, iy) * ((1 - fx) * (1 - fy));
-  sum += src(ix, iy + 1) * ((1 - fx) * fy);
-  return sum + src(ix + 1, iy + 1) * (fx * fy);
-}
-
-int nearest(const Picture& src, Position at, int background) {
-  const float rx = std::nearbyint(at.x), ry = std::nearbyint(at.y);
-  if (!(0 <= rx && rx < static_cast<float>(src.width() - 1) && 0 <= ry && ry < static_cast<float>(src.height() - 1)))
+unsigned char nearest(const Picture& src, Position at, unsigned char background) {
+  const float x = std::nearbyint(at.x), y = std::nearbyint(at.y);
+  if (!(0 <= x && x < static_cast<float>(src.width() - 1) && 0 <= y && y < static_cast<float>(src.height() - 1)))
     return background;
-  return src(static_cast<int>(rx), static_cast<int>(ry));
+  return src(static_cast<int>(x), static_cast<int>(y));
 }
-
-unsigned char to_nearest_even(float value) { return static_cast<unsigned char>(std::nearbyint(value)); }
-unsigned char from_half(float value) { return static_cast<unsigned char>(static_cast<double>(value) + 0.49); }
 
 /// Writes what a packed form writes: width rounded up, rows at multiples of 4.
 template <class Pixel>
-void fill_packed(Picture& dst, Pixel pixel) {
+Picture packed(Picture dst, Pixel pixel) {
   for (int y = 0; y < dst.height(); ++y)
     for (int x = 0; x < (dst.width() + 3) / 4 * 4; ++x) dst.data()[dst.stride() / 4 * 4 * y + x] = pixel(x, y);
+  return dst;
 }
 
 template <class Pixel>
-void fill(Picture& dst, Pixel pixel) {
+Picture scalar(Picture dst, Pixel pixel) {
   for (int y = 0; y < dst.height(); ++y)
     for (int x = 0; x < dst.width(); ++x) dst(x, y) = pixel(x, y);
+  return dst;
 }
 
 Parameters random_parameters(std::mt19937& engine, const Geometry& g) {
@@ -117,170 +93,101 @@ Picture run(Raw* warp, Picture& src, const Parameters& p, unsigned char backgrou
 
 TEST(Warps, FollowTheirRulesToTheLastBitOnAnyLayout) {
   std::mt19937 engine(1);
-  for (int i = 0; i < 3000; ++i) {
+  for (int i = 0; i < 2000; ++i) {
     auto g = Geometry::random(engine, i % 8 == 0 ? 200 : 24, 24);
     if (pick(engine, 0, 3) != 0) g.stride = (g.stride + 3) & ~3;
     if (i % 100 == 0) g.stride = 40000, g.height = 5;  // offsets of pixels beyond 16-bit products
     const Parameters p = random_parameters(engine, g);
-    const auto background = static_cast<unsigned char>(engine());
-    SCOPED_TRACE(::testing::Message() << g << ", " << p << ", background " << int{background});
-    Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
-    const Picture blank(g.width, g.stride, g.height, 1);
-
-    Picture expected = blank;
-    fill(expected, [&](int x, int y) { return from_half(bilinear(src, by_division(p, x, y), background)); });
-    ASSERT_TRUE(same(expected, run(zeb::transform, src, p, background, blank)));
-
-    expected = blank;
-    fill_packed(expected, [&](int x, int y) {
-      return to_nearest_even(bilinear(src, by_estimate(p, x, y), static_cast<float>(background) + 0.1f));
-    });
-    ASSERT_TRUE(same(expected, run(zeb::mm_transform, src, p, background, blank)));
-
-    expected = blank;
-    fill_packed(expected, [&](int x, int y) {
-      return static_cast<unsigned char>(nearest(src, by_estimate(p, x, y), background));
-    });
-    ASSERT_TRUE(same(expected, run(zeb::mm_morph_transform, src, p, background, blank)));
-
     Parameters shear = p;
     if (pick(engine, 0, 1) == 0) shear.angle *= 0.1f, shear.scale *= 0.1f;
     if (pick(engine, 0, 9) == 0) shear.tx = shear.ty = 0;
     // The displacement makes up for the column: the first row hovers about position 0 by roundings alone.
     if (pick(engine, 0, 9) == 0) shear = {0, 0, 3, 4, 1 / 0.6f, 0};
-    expected = blank;
-    fill_packed(expected, [&](int x, int y) {
-      return to_nearest_even(bilinear(src, sheared(shear, x, y), static_cast<float>(background) + 0.1f));
-    });
-    ASSERT_TRUE(same(expected, run(zeb::mm_stretch_shear, src, shear, background, blank)));
-
-    expected = blank;
-    fill(expected, [&](int x, int y) { return x < g.width - 1 && y < g.height - 1 ? src(x, y) : background; });
-    ASSERT_TRUE(same(expected, run(zeb::stretch_shear, src, p, background, blank)));
+    const auto background = static_cast<unsigned char>(engine());
+    SCOPED_TRACE(::testing::Message() << g << ", " << p << ", background " << int{background});
+    Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
+    const Picture blank(g.width, g.stride, g.height, 1);
+    const Bounds all{0, g.width - 1, 0, g.height - 1};
+    const auto from_half = [&](Position at) {
+      return static_cast<unsigned char>(static_cast<double>(bilinear(src, at, all, background)) + 0.49);
+    };
+    const auto to_even = [&](Position at) {
+      return static_cast<unsigned char>(std::nearbyint(bilinear(src, at, all, background)));
+    };
+    ASSERT_TRUE(same(scalar(blank, [&](int x, int y) { return from_half(by_division(p, x, y)); }),
+                     run(zeb::transform, src, p, background, blank)));
+    ASSERT_TRUE(same(packed(blank, [&](int x, int y) { return to_even(by_estimate(p, x, y)); }),
+                     run(zeb::mm_transform, src, p, background, blank)));
+    ASSERT_TRUE(same(packed(blank, [&](int x, int y) { return nearest(src, by_estimate(p, x, y), background); }),
+                     run(zeb::mm_morph_transform, src, p, background, blank)));
+    ASSERT_TRUE(same(packed(blank, [&](int x, int y) { return to_even(sheared(shear, x, y)); }),
+                     run(zeb::mm_stretch_shear, src, shear, background, blank)));
+    const auto copied = [&](int x, int y) { return x < all.x_max && y < all.y_max ? src(x, y) : background; };
+    ASSERT_TRUE(same(scalar(blank, copied), run(zeb::stretch_shear, src, p, background, blank)));
   }
 }
 
-TEST(Warps, LastColumnAndRowAreOutside) {
+TEST(Warps, WhatHandFinds) {
+  // The last column and row are outside. About (1, 1) by a quarter turn, (x, y) comes from (y, 2 - x) or a little
+  // before.
   Picture src = Picture::grey({{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}});
-  const Picture copy = Picture::grey({{1, 2, 3, 99}, {5, 6, 7, 99}, {99, 99, 99, 99}});
-  EXPECT_EQ(run(zeb::transform, src, {0, 0, 0, 0, 0, 1}, 99, src), copy);
-  EXPECT_EQ(run(zeb::stretch_shear, src, {nan, nan, nan, nan, nan, nan}, 99, src), copy);
-  EXPECT_EQ(run(zeb::mm_stretch_shear, src, {0, 0, 1, 1, 0, 0}, 99, src), copy);
-  // A shift by a whole column and row; the position of column 0 is -1.
+  EXPECT_EQ(run(zeb::mm_stretch_shear, src, {0, 0, 1, 1, 0, 0}, 99, src),
+            Picture::grey({{1, 2, 3, 99}, {5, 6, 7, 99}, {99, 99, 99, 99}}));
   EXPECT_EQ(run(zeb::transform, src, {0, 0, 1, 1, 0, 1}, 99, src),
             Picture::grey({{99, 99, 99, 99}, {99, 1, 2, 3}, {99, 5, 6, 7}}));
-  // About (1, 1) by a quarter turn: (x, y) comes from (y, 2 - x) or a little before it.
   EXPECT_EQ(run(zeb::mm_morph_transform, src, {1, 1, 0, 0, 1.5707964f, 1}, 99, src),
             Picture::grey({{99, 5, 1, 99}, {99, 6, 2, 99}, {99, 7, 3, 99}}));
-}
-
-TEST(Warps, RoundTheSumAsTheirFormsDo) {
-  // Half a column between pixels gives a half: even in the packed form, down in the scalar one.
-  Picture src = Picture::grey({{1, 2, 5, 8, 0}, {1, 2, 5, 8, 0}}, 8);
-  const Parameters half{0, 0, -0.5f, 0, 0, 1};
-  const Picture scalar = run(zeb::transform, src, half, 7, src);
-  for (const auto& [x, sum] : {std::pair{0, 1}, {1, 3}, {2, 6}, {3, 4}}) EXPECT_EQ(scalar(x, 0), sum) << x;
   // 0.51f is a little less than 0.51; adding 0.49 in single precision would make 1 of it.
   Picture step = Picture::grey({{0, 1, 0}, {0, 1, 0}});
   EXPECT_EQ(run(zeb::transform, step, {0, 0, -0.51f, 0, 0, 1}, 7, step)(0, 0), 0);
   EXPECT_EQ(run(zeb::transform, step, {0, 0, -0.5101f, 0, 0, 1}, 7, step)(0, 0), 1);
-  // Displaced by half a column: d is -1 in the first row.
-  const Picture packed = run(zeb::mm_stretch_shear, src, {0, 1, 0, 1, 0.5f, 0}, 7, src);
-  for (const auto& [x, sum] : {std::pair{0, 2}, {1, 4}, {2, 6}, {3, 4}}) EXPECT_EQ(packed(x, 0), sum) << x;
+  // Half a column between pixels gives halves, to even in a packed form: d is -1 in the first row.
+  Picture halves = Picture::grey({{1, 2, 5, 8, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0, 0, 0}});
+  EXPECT_EQ(run(zeb::mm_stretch_shear, halves, {0, 1, 0, 1, 0.5f, 0}, 7, halves),
+            Picture::grey({{2, 4, 6, 4, 0, 0, 0, 7}, {7, 7, 7, 7, 7, 7, 7, 7}}));
+  // Bottom row first: data at the last row, negative stride.
+  Picture flipped = Picture::grey({{5, 6, 7, 8}, {1, 2, 3, 4}}), dst(4, 4, 2);
+  zeb::mm_stretch_shear(dst.data() + 4, flipped.data() + 4, 4, -4, 2, 0, 0, 0, 0, 0, 0, 99);
+  EXPECT_EQ(dst, Picture::grey({{99, 99, 99, 99}, {1, 2, 3, 99}}));
 }
 
 TEST(Warps, ReadNothingOutsideTheImage) {
   // Exactly as many bytes as there are pixels, for the address checker.
   for (const int width : {1, 2, 3, 4, 5, 8})
-    for (const int height : {1, 2, 3}) {
-      std::vector<unsigned char> src(static_cast<std::size_t>(width * height), 200);
-      std::vector<unsigned char> dst(static_cast<std::size_t>(width * height + 3));
+    for (const int height : {1, 2, 3})
       for (Raw* warp :
            {zeb::transform, zeb::mm_transform, zeb::mm_morph_transform, zeb::stretch_shear, zeb::mm_stretch_shear})
         for (const float shift : {-300.0f, -1.0f, -0.5f, 0.0f, 0.5f, 1.0f, 1e30f, infinity, nan}) {
+          std::vector<unsigned char> src(static_cast<std::size_t>(width * height), 200), dst(src.size() + 3);
           warp(dst.data(), src.data(), width, width, height, 0, 0, shift, shift, 0.1f, 1, 200);
           ASSERT_EQ(dst[0], 200) << width << " x " << height << ", shift " << shift;
         }
-    }
-  unsigned char pixel = 5;
-  for (Raw* warp :
-       {zeb::transform, zeb::mm_transform, zeb::mm_morph_transform, zeb::stretch_shear, zeb::mm_stretch_shear})
-    for (const auto& [width, height] : {std::pair{0, 4}, {4, 0}, {-4, 4}, {4, -4}, {INT_MIN, 1}, {1, INT_MIN}})
-      warp(&pixel, nullptr, width, 4, height, 0, 0, 0, 0, 0, 1, 9);
-  zeb::translate(&pixel, nullptr, -4, 4, 0, 0, 9, 1);
-  zeb::translate(&pixel, nullptr, 4, -4, 0, 0, 9, 1);
-  EXPECT_EQ(pixel, 5);
-}
-
-TEST(Warps, FlippedAndOverlappingLayoutsFollowTheStride) {
-  // Bottom row first: data at the last row, negative stride.
-  Picture src = Picture::grey({{5, 6, 7, 8}, {1, 2, 3, 4}}), dst(4, 4, 2);
-  zeb::mm_stretch_shear(dst.data() + 4, src.data() + 4, 4, -4, 2, 0, 0, 0, 0, 0, 0, 99);
-  EXPECT_EQ(dst, Picture::grey({{99, 99, 99, 99}, {1, 2, 3, 99}}));
 }
 
 TEST(TypedWarps, PassTheParametersOfTheirConversions) {
   std::mt19937 engine(2);
   for (int i = 0; i < 200; ++i) {
     Picture src = Picture::random(engine, pick(engine, 1, 30), 32, pick(engine, 1, 30));
-    Picture expected(src.width(), 32, src.height()), dst(expected);
+    Picture dst(src.width(), 32, src.height()), expected(dst);
     auto dst_mat = dst.mat(), src_mat = src.mat();
     dst_mat.width = 1;  // no matter
-    const auto degrees = static_cast<float>(pick(engine, -200, 200)) / 3.0f, k = static_cast<float>(i) / 300;
+    auto dst_bitmap = dst.bitmap({0.3f, 0.7f}), src_bitmap = src.bitmap({9.0f, 9.0f});
+    const float degrees = static_cast<float>(pick(engine, -200, 200)) / 3.0f, k = static_cast<float>(i) / 300;
+    const float radians = (degrees * 3.1415927f) / 180.0f;
 
     zeb::rotate(dst_mat, src_mat, degrees, 7);
     zeb::mm_transform(expected.data(), src.data(), 32, 32, src.height(), -1e-6f, -1e-6f, 0, 0,
                       (degrees / 180.0f) * 3.1415927f, 1, 7);
     ASSERT_TRUE(same(expected, dst));
     zeb::transform(dst_mat, src_mat, 1.5f, degrees, 2.5f, -1, 7);
-    zeb::mm_transform(expected.data(), src.data(), src.width(), 32, src.height(), 0, 0, 2.5f, -1,
-                      (degrees * 3.1415927f) / 180.0f, 1.5f, 7);
-    ASSERT_TRUE(same(expected, dst));
-    auto dst_bitmap = dst.bitmap({0.3f, 0.7f}), src_bitmap = src.bitmap({9.0f, 9.0f});
+    ASSERT_TRUE(same(run(zeb::mm_transform, src, {0, 0, 2.5f, -1, radians, 1.5f}, 7, expected), dst));
     zeb::transform(dst_bitmap, src_bitmap, 1.5f, degrees, Point_<um>{1.0f, -2.0f}, 7);
-    zeb::mm_transform(expected.data(), src.data(), src.width(), 32, src.height(), 0, 0, 1.0f / 0.3f, -2.0f / 0.7f,
-                      (degrees * 3.1415927f) / 180.0f, 1.5f, 7);
-    ASSERT_TRUE(same(expected, dst));
+    ASSERT_TRUE(same(run(zeb::mm_transform, src, {0, 0, 1 / 0.3f, -2 / 0.7f, radians, 1.5f}, 7, expected), dst));
     zeb::shear(dst_mat, src_mat, k, -0.3f, 7);
-    zeb::mm_stretch_shear(expected.data(), src.data(), src.width(), 32, src.height(), 0, 0, 1, 1, k, -0.3f, 7);
-    ASSERT_TRUE(same(expected, dst));
+    ASSERT_TRUE(same(run(zeb::mm_stretch_shear, src, {0, 0, 1, 1, k, -0.3f}, 7, expected), dst));
     zeb::stretch(dst_mat, src_mat, k, 7);
-    zeb::mm_stretch_shear(expected.data(), src.data(), src.width(), 32, src.height(), 0, 0, 1, 1, k, k, 7);
-    ASSERT_TRUE(same(expected, dst));
+    ASSERT_TRUE(same(run(zeb::mm_stretch_shear, src, {0, 0, 1, 1, k, k}, 7, expected), dst));
   }
-}
-
-TEST(TypedWarpsDeathTest, DemandDistinctImagesOfOneLayout) {
-  Picture a(8, 16, 4), b(8, 16, 4);
-  const auto warps = [](zeb::Bitmap_<unsigned char> dst, zeb::Bitmap_<unsigned char> src, int which) {
-    switch (which) {
-      case 0:
-        return zeb::rotate(dst, src, 1, 0);
-      case 1:
-        return zeb::shear(dst, src, 1, 1, 0);
-      case 2:
-        return zeb::stretch(dst, src, 1, 0);
-      case 3:
-        return zeb::transform(dst, src, 1, 1, 1, 1, 0);
-      case 4:
-        return zeb::transform(dst, src, 1, 1, Point_<um>{}, 0);
-      case 5:
-        return zeb::translate(dst, src, 1, 1, 0);
-      default:
-        return zeb::translate(dst, src, Point_<um>{}, 0);
-    }
-  };
-  const Point_<um> size{2, 3};
-  for (int which = 0; which < 7; ++which) {
-    SCOPED_TRACE(which);
-    EXPECT_DEATH(warps(a.bitmap(size), a.bitmap(size), which), "");
-    EXPECT_DEATH(warps(a.bitmap(size), {b.data(), 8, 12, 4, size}, which), "");
-    EXPECT_DEATH(warps(a.bitmap(size), {b.data(), 8, 16, 3, size}, which), "");
-    warps(a.bitmap(size), {b.data(), 5, 16, 4, size}, which);
-  }
-  EXPECT_DEATH(warps(a.bitmap({2, 3}), b.bitmap({2, 4}), 6), "");
-  EXPECT_DEATH(warps(a.bitmap({2, 3}), b.bitmap({1, 3}), 6), "");
-  EXPECT_DEATH(warps(a.bitmap({um(nan), 3}), b.bitmap({um(nan), 3}), 6), "");
 }
 
 TEST(Translation, RoundsHalfUpThenTowardZero) {
@@ -290,28 +197,22 @@ TEST(Translation, RoundsHalfUpThenTowardZero) {
     return dst;
   };
   const Picture same_place = Picture::grey({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}});
-  for (const float none : {0.0f, 0.4f, -0.5f, -0.6f, -1.4f}) EXPECT_EQ(shifted(none, none, 0), same_place) << none;
+  for (const float none : {0.4f, -0.5f, -1.4f}) EXPECT_EQ(shifted(none, none, 0), same_place) << none;
   EXPECT_EQ(shifted(1.5f, 0, 0), Picture::grey({{0, 0, 1}, {0, 0, 4}, {0, 0, 7}}));
   EXPECT_EQ(shifted(-1.7f, 0.5f, 0), Picture::grey({{0, 0, 0}, {2, 3, 0}, {5, 6, 0}}));
   EXPECT_EQ(shifted(0, -1.5f, 2), Picture::grey({{4, 5, 6}, {7, 8, 9}, {0, 0, 0}})) << "the lowest bit alone counts";
   EXPECT_EQ(shifted(1, -1.5f, -1), Picture::grey({{0, 4, 5}, {0, 7, 8}, {0, 1, 2}}));
-  EXPECT_EQ(shifted(0, 7, 1), Picture::grey({{7, 8, 9}, {1, 2, 3}, {4, 5, 6}}));
   EXPECT_EQ(shifted(0, -7.5f, 1), shifted(0, 2, 1));
   EXPECT_EQ(shifted(0.49999997f, 0, 0), shifted(1, 0, 0)) << "the sum rounds to 1 in single precision";
-  for (const float far : {3.0f, -3.5f, 4.0f, 1e30f, -infinity, infinity, nan}) {
+  for (const float far : {3.0f, -3.5f, 1e30f, -infinity, nan}) {
     EXPECT_EQ(shifted(far, 0, 1), Picture(3, 3, 3)) << far;
     EXPECT_EQ(shifted(0, far, 0), Picture(3, 3, 3)) << far;
   }
-  EXPECT_EQ(shifted(0, 2147483520.0f, 1), shifted(0, 2147483520 % 3, 1));
 }
 
 TEST(Translation, TypedFormsTakeThePaddingAlong) {
-  Picture src = Picture::grey({{1, 2}, {3, 4}}, 4), dst(2, 4, 2);
-  const Picture expected = [] {
-    Picture p = Picture::grey({{9, 1}, {9, 3}}, 4);
-    p(2, 0) = 2, p(2, 1) = 4;
-    return p;
-  }();
+  Picture src = Picture::grey({{1, 2}, {3, 4}}, 4), expected = Picture::grey({{9, 1}, {9, 3}}, 4), dst(2, 4, 2);
+  expected(2, 0) = 2, expected(2, 1) = 4;
   auto dst_mat = dst.mat(), src_mat = src.mat();
   zeb::translate(dst_mat, src_mat, 1.2f, 0, 9);
   EXPECT_EQ(dst, expected);
@@ -323,9 +224,6 @@ TEST(Translation, TypedFormsTakeThePaddingAlong) {
 
 TEST(RotatePoint, FlipsTheYAxis) {
   float x = 0, y = 0;
-  zeb::rotate_point(0, 3, 4, &x, &y);
-  EXPECT_EQ(x, 3);
-  EXPECT_EQ(y, -4);
   zeb::rotate_point(0.5235988f, 2, 1, &x, &y);
   EXPECT_NEAR(x, std::sqrt(3.0) - 0.5, 1e-6);
   EXPECT_NEAR(y, 1 - std::sqrt(3.0) / 2, 1e-6);
