@@ -104,6 +104,8 @@ TEST(TrimmedStatistics, WorkedOutByHand) {
   // A lower quantile beyond all weight ends in the last bin: (4 - 0.9 * 100) / 1 - 1 for its fraction.
   EXPECT_NEAR(zeb::hist_width({1, 1, 1, 1}, 100.0f, 0.9f, 1.0f), 1 - 87.0f, 1e-4f);
   EXPECT_EQ(zeb::hist_average({}, 5.0f, 0.2f, 0.8f), 0.0f);
+  // The lower half ends 0.001 early and exactly with bin 0, whose rest weighs nothing in the mean.
+  EXPECT_EQ(zeb::hist_average({4 * 0.5f - 0.001f, 2, 1}, 4.0f, 0.5f, 1.0f), 2.0f);
 }
 
 TEST(TrimmedStatistics, FollowTheStepsOnAnyBand) {
