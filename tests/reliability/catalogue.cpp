@@ -67,7 +67,7 @@ const Operation point_ops[] = {
     {"mul_s", [](Call& c) { mul_s(c.to, c.from, 1.3f); }},
     {"vThresholding", [](Call& c) { vThresholding(c.dst, c.src, c.w, c.s, c.h, 60, 190); }},
     {"vThresholdingInverseBinary", [](Call& c) { vThresholdingInverseBinary(c.dst, c.src, c.w, c.s, c.h, 60, 190); }},
-    {"ExpandBM", [](Call& c) { ExpandBM(c.dst, c.src, c.w, c.h, c.s, c.s); }, short_stride},
+    {"ExpandBM", [](Call& c) { ExpandBM(c.dst, c.src, c.w, c.h, c.s, c.s); }, short_stride | reads_beside},
     {"LogicBin", [](Call& c) { LogicBin(c.dst, c.src, c.mask, c.w, Logic_bin_mode::logic_xor); }},
     {"vGetMinMaxBM",
      [](Call& c) {
@@ -161,7 +161,8 @@ const Operation filters[] = {
        convolute(c.ints.data(), c.src, c.kernel.data(), std::min(c.w, 48), std::min(c.h, 40), int_stride, c.s, 3, 3, 1,
                  1);
        c.note_all(c.ints);
-     }},
+     },
+     reads_beside},
     {"generic_filter",
      [](Call& c) { c.note(generic_filter(c.to, c.from, Mat<float>(c.weights.data() + 40, 5, 5, 5), 0.2f, 0.9f, 0)); },
      plain,
@@ -201,8 +202,8 @@ const Operation filters[] = {
     {"FastSobel", [](Call& c) { FastSobel(c.dst, c.src, c.w, c.s, c.h); }, plain, Shortage::gives_up},
     {"FastGradient", [](Call& c) { FastGradient(c.dst, c.mask, c.src, c.w, c.s, c.h); }, plain, Shortage::gives_up},
     {"Kantenfilter", [](Call& c) { Kantenfilter(c.dst, c.src, c.w, c.s, c.h, 0, 20); }, plain, Shortage::gives_up},
-    {"vGaussFilter", [](Call& c) { vGaussFilter(c.dst, c.src, c.w, c.s, c.h, 0.2f, 0.9f, 5, 5, 0.3f, 0); }, plain,
-     Shortage::gives_up},
+    {"vGaussFilter", [](Call& c) { vGaussFilter(c.dst, c.src, c.w, c.s, c.h, 0.2f, 0.9f, 5, 5, 0.3f, 0); },
+     reads_beside, Shortage::gives_up},
     {"vGreyFilter", [](Call& c) { vGreyFilter(c.dst, c.src, c.w, c.s, c.h); }, plain, Shortage::gives_up},
     {"vHistEqual", [](Call& c) { vHistEqual(c.dst, c.src, c.w, c.s, c.h); }, plain, Shortage::gives_up},
     {"vCoarseGrain", [](Call& c) { vCoarseGrain(c.dst, c.src, c.w, c.h, c.s, 4, 4, 0); }},
@@ -236,10 +237,10 @@ const Operation morphology[] = {
     {"vMorphOpThin", [](Call& c) { vMorphOpThin(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0); },
      whole_rows | writes_empty, Shortage::throws},
     {"vMMRecursiveMorphOp", [](Call& c) { vMMRecursiveMorphOp(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0); },
-     whole_rows | writes_empty},
+     whole_rows | writes_empty | reads_beside},
     {"vMMRecursiveEllipticMorphOp",
      [](Call& c) { vMMRecursiveEllipticMorphOp(c.dst, c.mask, c.w, c.s, c.h, 5, 3, 0, 1, 0, 128, 0); },
-     whole_rows | writes_empty},
+     whole_rows | writes_empty | reads_beside},
     {"vMorphOpThinEllipse", [](Call& c) { vMorphOpThinEllipse(c.dst, c.mask, c.w, c.s, c.h, 5, 3, 1, 1, 0, 128, 0); },
      whole_rows | writes_empty},
     {"vMMMorphOpDist", [](Call& c) { vMMMorphOpDist(c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128); }},
@@ -437,7 +438,7 @@ const Operation shapes[] = {
 };
 
 const Operation transforms[] = {
-    {"rotate", [](Call& c) { rotate(c.to, c.from, 20.0f, 9); }, whole_rows | writes_empty | ends_shared},
+    {"rotate", [](Call& c) { rotate(c.to, c.from, 20.0f, 9); }, whole_rows | writes_empty | ends_shared | reads_beside},
     {"shear", [](Call& c) { shear(c.to, c.from, 0.1f, 0.2f, 9); }, ends_shared},
     {"stretch", [](Call& c) { stretch(c.to, c.from, 0.2f, 9); }, ends_shared},
     {"transform", [](Call& c) { transform(static_cast<Mat<unsigned char>&>(c.to), c.from, 1.2f, 20.0f, 3, 4, 9); },
@@ -462,7 +463,7 @@ const Operation transforms[] = {
      [](Call& c) { mm_morph_transform(c.dst, c.src, c.w, c.s, c.h, 30, 20, 3, 4, 0.3f, 1.2f, 9); }},
     {"stretch_shear", [](Call& c) { stretch_shear(c.dst, c.src, c.w, c.s, c.h, 30, 20, 1, 2, 0.1f, 0.2f, 9); }},
     {"mm_stretch_shear", [](Call& c) { mm_stretch_shear(c.dst, c.src, c.w, c.s, c.h, 30, 20, 1, 2, 0.1f, 0.2f, 9); }},
-    {"rotate", [](Call& c) { rotate(c.dst, c.src, c.s, c.h, 20.0f, 9); }, whole_rows | writes_empty},
+    {"rotate", [](Call& c) { rotate(c.dst, c.src, c.s, c.h, 20.0f, 9); }, whole_rows | writes_empty | reads_beside},
     {"translate", [](Call& c) { translate(c.dst, c.src, c.s, c.h, 3.0f, 4.0f, 9, 1); }, whole_rows | writes_empty},
     {"rotate_point",
      [](Call& c) {
