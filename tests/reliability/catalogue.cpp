@@ -101,7 +101,7 @@ const std::vector<Operation> point_ops{
     CALL(mul_s, c.to, c.from, 1.3f),
     CALL(vThresholding, c.dst, c.src, c.w, c.s, c.h, 60, 190),
     CALL(vThresholdingInverseBinary, c.dst, c.src, c.w, c.s, c.h, 60, 190),
-    CALL(ExpandBM, c.dst, c.src, c.w, c.h, c.s, c.s) | short_stride,
+    CALL(ExpandBM, c.dst, c.src, c.w, c.h, c.s, c.s) | short_stride | reads_beside,
     CALL(LogicBin, c.dst, c.src, c.mask, c.w, Logic_bin_mode::logic_xor),
     CALL(vGetMinMaxBM, c.mask, c.w, c.h, c.s, c.whole, c.whole + 1, c.whole + 2, c.whole + 3),
     CALL(vMMGetMinMaxBM, c.mask, c.w, c.h, c.s, c.whole, c.whole + 1, c.whole + 2, c.whole + 3),
@@ -158,7 +158,8 @@ const std::vector<Operation> filters{
     CALL(convolution<unsigned char>, c.from, Matrix<int>(1, 3, {1, 2, -1})) | own_layout | throws,
     CALL(convolution<unsigned char>, c.from, Matrix<int>(3, 1, {1, 2, -1}), 7) | own_layout | throws,
     CALL(saxpy, c.ints.data(), c.src, std::min(c.w, 48), std::min(c.h, 40), 64, c.s, -3, c.ints.data(), 64),
-    CALL(convolute, c.ints.data(), c.src, c.kernel.data(), std::min(c.w, 48), std::min(c.h, 40), 64, c.s, 3, 3, 1, 1),
+    CALL(convolute, c.ints.data(), c.src, c.kernel.data(), std::min(c.w, 48), std::min(c.h, 40), 64, c.s, 3, 3, 1, 1) |
+        reads_beside,
     CALL(generic_filter, c.to, c.from, Mat<float>(c.weights.data() + 40, 5, 5, 5), 0.2f, 0.9f, 0) | gives_up |
         Returning{0},
     CALL(iGenBMFilter, c.dst, c.src, c.w, c.s, c.h, c.weights.data() + 40, 2, 5, 2, 0.2f, 0.9f, 1) | gives_up |
@@ -181,7 +182,7 @@ const std::vector<Operation> filters{
     CALL(FastSobel, c.dst, c.src, c.w, c.s, c.h) | gives_up,
     CALL(FastGradient, c.dst, c.mask, c.src, c.w, c.s, c.h) | gives_up,
     CALL(Kantenfilter, c.dst, c.src, c.w, c.s, c.h, 0, 20) | gives_up,
-    CALL(vGaussFilter, c.dst, c.src, c.w, c.s, c.h, 0.2f, 0.9f, 5, 5, 0.3f, 0) | gives_up,
+    CALL(vGaussFilter, c.dst, c.src, c.w, c.s, c.h, 0.2f, 0.9f, 5, 5, 0.3f, 0) | reads_beside | gives_up,
     CALL(vGreyFilter, c.dst, c.src, c.w, c.s, c.h) | gives_up,
     CALL(vHistEqual, c.dst, c.src, c.w, c.s, c.h) | gives_up,
     CALL(vCoarseGrain, c.dst, c.src, c.w, c.h, c.s, 4, 4, 0),
@@ -205,8 +206,9 @@ const std::vector<Operation> morphology{
         gives_up,
     CALL(vMorphOp, c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 1) | throws,
     CALL(vMorphOpThin, c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0) | whole_rows | writes_empty | throws,
-    CALL(vMMRecursiveMorphOp, c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0) | whole_rows | writes_empty,
-    CALL(vMMRecursiveEllipticMorphOp, c.dst, c.mask, c.w, c.s, c.h, 5, 3, 0, 1, 0, 128, 0) | whole_rows | writes_empty,
+    CALL(vMMRecursiveMorphOp, c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128, 0) | whole_rows | writes_empty | reads_beside,
+    CALL(vMMRecursiveEllipticMorphOp, c.dst, c.mask, c.w, c.s, c.h, 5, 3, 0, 1, 0, 128, 0) | whole_rows | writes_empty |
+        reads_beside,
     CALL(vMorphOpThinEllipse, c.dst, c.mask, c.w, c.s, c.h, 5, 3, 1, 1, 0, 128, 0) | whole_rows | writes_empty,
     CALL(vMMMorphOpDist, c.dst, c.mask, c.w, c.s, c.h, 3, 0, 128),
 };
@@ -275,7 +277,7 @@ const std::vector<Operation> shapes{
 };
 
 const std::vector<Operation> transforms{
-    CALL(rotate, c.to, c.from, 20.0f, 9) | whole_rows | writes_empty | ends_shared,
+    CALL(rotate, c.to, c.from, 20.0f, 9) | whole_rows | writes_empty | ends_shared | reads_beside,
     CALL(shear, c.to, c.from, 0.1f, 0.2f, 9) | ends_shared,
     CALL(stretch, c.to, c.from, 0.2f, 9) | ends_shared,
     CALL(transform, mat(c.to), c.from, 1.2f, 20.0f, 3, 4, 9) | ends_shared,
@@ -288,7 +290,7 @@ const std::vector<Operation> transforms{
     CALL(mm_morph_transform, c.dst, c.src, c.w, c.s, c.h, 30, 20, 3, 4, 0.3f, 1.2f, 9),
     CALL(stretch_shear, c.dst, c.src, c.w, c.s, c.h, 30, 20, 1, 2, 0.1f, 0.2f, 9),
     CALL(mm_stretch_shear, c.dst, c.src, c.w, c.s, c.h, 30, 20, 1, 2, 0.1f, 0.2f, 9),
-    CALL(rotate, c.dst, c.src, c.s, c.h, 20.0f, 9) | whole_rows | writes_empty,
+    CALL(rotate, c.dst, c.src, c.s, c.h, 20.0f, 9) | whole_rows | writes_empty | reads_beside,
     CALL(translate, c.dst, c.src, c.s, c.h, 3.0f, 4.0f, 9, 1) | whole_rows | writes_empty,
     CALL(rotate_point, 0.3f, 4, 5, c.real, c.real + 1),
     CALL(calc_param, c.x1.data(), c.y1.data(), c.x2.data(), c.y2.data(), 8, c.real, c.real + 1, c.real + 2, c.real + 3,

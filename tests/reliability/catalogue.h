@@ -115,15 +115,16 @@ enum Shortage {
 /// Facts about a function, to be combined.
 enum Trait : unsigned {
   plain = 0,
-  draws_random = 1,   ///< uses the process's `rand`
-  own_layout = 2,     ///< does not work on an image of the call's layout, or needs positions inside of it
-  whole_rows = 4,     ///< treats padding too or takes memory for it, so that its work grows with the stride
-  short_stride = 8,   ///< narrows the stride to 16 bits, or writes rows elsewhere than at multiples of it
-  writes_empty = 16,  ///< writes something, as documented, for images without pixels
-  ends_empty = 32,    ///< ends the process for images without pixels
-  ends_shared = 128,  ///< ends the process where source and destination are one, null included
-  looks_first = 256,  ///< reads the image before it takes memory
-  throws_empty = 64,  ///< throws `std::bad_alloc` for images of a negative size
+  draws_random = 1,    ///< uses the process's `rand`
+  own_layout = 2,      ///< does not work on an image of the call's layout, or needs positions inside of it
+  whole_rows = 4,      ///< treats padding too or takes memory for it, so that its work grows with the stride
+  short_stride = 8,    ///< narrows the stride to 16 bits, or writes rows elsewhere than at multiples of it
+  writes_empty = 16,   ///< writes something, as documented, for images without pixels
+  ends_empty = 32,     ///< ends the process for images without pixels
+  ends_shared = 128,   ///< ends the process where source and destination are one, null included
+  looks_first = 256,   ///< reads the image before it takes memory
+  reads_beside = 512,  ///< takes more than the pixels into account, in the layouts that its comment tells of
+  throws_empty = 64,   ///< throws `std::bad_alloc` for images of a negative size
 };
 
 struct Operation {

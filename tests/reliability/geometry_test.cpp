@@ -191,4 +191,10 @@ TEST(Geometry, WorkMemoryOfOverflowingSizesIsRefused) {
   EXPECT_EQ(entries, 5);
 }
 
+TEST(Geometry, GeneratedImagesWithoutColumnsAreTheSame) {
+  for (const int width : {0, -3})
+    EXPECT_TRUE(test::is_same(test::random_image(width, 16, 2, 1), test::random_image(width, 8, 2, 2))) << width;
+  EXPECT_FALSE(test::is_same(test::random_image(-3, 16, 2, 1), test::random_image(-3, 16, 1, 1)));
+}
+
 }  // namespace
