@@ -166,7 +166,7 @@ TEST(RegionFill, FollowsItsStepsOnRandomImages) {
     // Noise leaves lone pixels, at which the described steps go on for long.
     const bool noisy = i % 4 == 0, close = pick(engine, 0, 1) == 0, in_place = pick(engine, 0, 3) == 0;
     const int largest = noisy ? 20 : 70;
-    const int width = pick(engine, 5, largest), stride = width + pick(engine, 0, 9), height = pick(engine, 1, largest);
+    const int width = pick(engine, 1, largest), stride = width + pick(engine, 0, 9), height = pick(engine, 1, largest);
     Picture src = Picture::random_binary(engine, width, stride, height, noisy ? 0.15 : 0.0);
     for (int n = pick(engine, 0, 6); n > 0; --n)
       vDrawCircle(src.data(), width, height, stride, pick(engine, 0, width), pick(engine, 0, height),
