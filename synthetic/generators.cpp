@@ -90,7 +90,7 @@ Image<unsigned char> random_rect_image(int width, int alignment, int height, int
 
 bool is_same(const Image<unsigned char>& a, const Image<unsigned char>& b) {
   if (a.width != b.width || a.height != b.height) return false;
-  for (int y = 0; y < a.height; ++y)
+  for (int y = 0; y < a.height && a.width > 0; ++y)
     if (std::memcmp(a.row(y), b.row(y), static_cast<std::size_t>(a.width)) != 0) return false;
   return true;
 }

@@ -34,6 +34,7 @@ ZEB_API Image<unsigned char> binary_random_image(int width, int alignment, int h
 ZEB_API Image<unsigned char> random_rect_image(int width, int alignment, int height, int count, float max_thickness);
 
 /// Whether two images have equal width, height and pixels. Padding and pixel sizes do not count.
+/// Those of a width or height below 1 have no pixels that could differ.
 ZEB_API bool is_same(const Image<unsigned char>& a, const Image<unsigned char>& b);
 
 }  // namespace zeb::test

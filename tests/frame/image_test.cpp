@@ -24,30 +24,6 @@ TEST(Image, StrideFollowsWidthAndAlignment) {
   }
 }
 
-TEST(Image, RefusesWhatDoesNotFit) {
-  const struct {
-    int width, alignment, height;
-  } cases[] = {{10, 64, -1}, {INT32_MAX, INT32_MAX, INT32_MAX}, {INT32_MAX, 64, 2}};
-  for (const auto& c : cases) {
-    const zeb::testing::FailingAllocations only_watching_for_leaks(-1);
-    try {
-      const Image<int> image(c.width, c.alignment, c.height, {});
-      ADD_FAILURE() << "no exception for " << c.width << " x " << c.height;
-    } catch (const std::bad_alloc& error) {
-      EXPECT_STREQ(error.what(), "bad allocation");
-    }
-  }
-}
-
-TEST(Image, FailedAllocationThrowsAndLeaksNothing) {
-  const zeb::testing::FailingAllocations failing(1);
-  const Image<unsigned char> first(5, 5, 5, {});
-  EXPECT_THROW(Image<unsigned char>(5, 5, 5, {}), std::bad_alloc);
-  EXPECT_THROW(MatBuffer<float>(5, 5), std::bad_alloc);
-  EXPECT_THROW((std::vector<float, mem::ProtectedAllocator<float>>(5)), std::bad_alloc);
-  EXPECT_NE(first.data, nullptr);
-}
-
 TEST(Image, MovesAndNeverCopies) {
   static_assert(!std::is_copy_constructible_v<Image<int>> && !std::is_copy_assignable_v<Image<int>>);
   static_assert(!std::is_copy_constructible_v<MatBuffer<int>> && !std::is_copy_assignable_v<MatBuffer<int>>);
@@ -64,19 +40,25 @@ TEST(Image, MovesAndNeverCopies) {
 }
 
 TEST(MatBuffer, StrideFollowsTheConstructor) {
-  EXPECT_EQ((MatBuffer<unsigned char>(10, 10, 3).stride), 10);
-  EXPECT_EQ((MatBuffer<unsigned char>(64, 64, 3).stride), 64);
-  EXPECT_EQ((MatBuffer<unsigned char>(70, 70, 3).stride), 128);
-  EXPECT_EQ((MatBuffer<float>(10, 3).stride), 64);
-  EXPECT_EQ((MatBuffer<float>(64, 3).stride), 64);
-  EXPECT_EQ((MatBuffer<float>(65, 3).stride), 128);
+  for (const auto& [given, stride] : {std::pair(10, 10), {64, 64}, {70, 128}})
+    EXPECT_EQ(MatBuffer<unsigned char>(given, given, 3).stride, stride);
+  for (const auto& [width, stride] : {std::pair(10, 64), {64, 64}, {65, 128}})
+    EXPECT_EQ(MatBuffer<float>(width, 3).stride, stride);
 }
 
 TEST(MatBuffer, ElementCountWrapsIn32Bits) {
   // 65536 * 49152 is 3 * 2^30, negative as a 32-bit number; 65536 * 65536 wraps to 0 and is granted.
   EXPECT_THROW(MatBuffer<unsigned char>(1, 65536, 49152), std::bad_alloc);
   EXPECT_NO_THROW(MatBuffer<unsigned char>(1, 65536, 65536));
-  EXPECT_THROW(MatBuffer<unsigned char>(1, -1), std::bad_alloc);
+}
+
+TEST(Image, FailedAllocationThrowsAndLeaksNothing) {
+  const zeb::testing::FailingAllocations failing(1);
+  const Image<unsigned char> first(5, 5, 5, {});
+  EXPECT_THROW(Image<unsigned char>(5, 5, 5, {}), std::bad_alloc);
+  EXPECT_THROW(MatBuffer<float>(5, 5), std::bad_alloc);
+  EXPECT_THROW((std::vector<float, mem::ProtectedAllocator<float>>(5)), std::bad_alloc);
+  EXPECT_NE(first.data, nullptr);
 }
 
 TEST(Mat, IterationCoversThePaddingAndNegativeAreasAreEmpty) {
@@ -87,25 +69,12 @@ TEST(Mat, IterationCoversThePaddingAndNegativeAreasAreEmpty) {
     EXPECT_EQ(empty.begin(), empty.end());
 }
 
-TEST(MatDeathTest, AccessOutsideTheImageEndsTheProcess) {
-  unsigned char pixels[12] = {};
-  const Mat<unsigned char> image(pixels, 3, 4, 3);
-  image.at(2, 2) = 7;
-  EXPECT_EQ(pixels[2 * 4 + 2], 7);
-  EXPECT_EQ(image.row(1), pixels + 4);
-  EXPECT_EQ(Mat<unsigned char>(pixels, 0, 4, 3).row(2), pixels + 8) << "a row of no elements is one";
-  EXPECT_DEATH(image.at(0, 3), "") << "padding";
-  EXPECT_DEATH(image.at(3, 0), "");
-  EXPECT_DEATH(image.at(-1, 0), "");
-  EXPECT_DEATH(image.at(0, -1), "");
-  EXPECT_DEATH(image.row(3), "");
-  EXPECT_DEATH(image.row(-1), "");
-  EXPECT_DEATH((Mat<unsigned char>(pixels, -1, 4, 3).row(0)), "");
-}
-
-TEST(MatDeathTest, RegionMayBeginBehindTheLastColumnOnly) {
+// tests/reliability has what ends the process.
+TEST(Mat, RowsAndRegionsAreViews) {
   unsigned char pixels[12] = {};
   const Bitmap_<unsigned char> image(pixels, 3, 4, 3, {um(0.5f), um(2)});
+  EXPECT_EQ(&image.at(2, 1), pixels + 9);
+  EXPECT_EQ(Mat<unsigned char>(pixels, 0, 4, 3).row(2), pixels + 8) << "a row of no elements is one";
   const Bitmap_<unsigned char> part = image.region({1, 2}, {3, 9});
   EXPECT_EQ(part.data, pixels + 9);
   EXPECT_EQ(part.width, 2);
@@ -113,10 +82,6 @@ TEST(MatDeathTest, RegionMayBeginBehindTheLastColumnOnly) {
   EXPECT_EQ(part.height, 7) << "the second corner is not checked";
   EXPECT_EQ(part.pixel_size_x.value, 0.5f);
   EXPECT_EQ(image.region({3, 0}, {3, 1}).width, 0);
-  EXPECT_DEATH(image.region({4, 0}, {4, 1}), "");
-  EXPECT_DEATH(image.region({0, 3}, {1, 4}), "");
-  EXPECT_DEATH(image.region({-1, 0}, {1, 1}), "");
-  EXPECT_DEATH(image.region({0, -1}, {1, 1}), "");
 }
 
 TEST(Clear, ZeroesThePaddingAsWell) {
@@ -137,14 +102,12 @@ TEST(ValueTypes, RectanglesAreNormalisedAndMatricesShared) {
   const Rect__<Point_<um>> lengths({um(2.5f), um(1)}, {um(0.5f), um(4)});
   EXPECT_EQ(lengths.top_left.x.value, 0.5f);
   EXPECT_EQ(lengths.bottom_right.y.value, 4.0f);
-  EXPECT_EQ(Rect__<Point_<um>>().bottom_right.x.value, 0.0f);
 
   const Matrix<int> kernel(2, 3, {1, 2, 3, 4});
   const Matrix<int> shared = kernel;
   shared.data[5] = 6;
   EXPECT_EQ(std::vector<int>(kernel.data, kernel.data + 6), (std::vector<int>{1, 2, 3, 4, 0, 6}));
   EXPECT_EQ(kernel.storage.use_count(), 2);
-  EXPECT_THROW(Matrix<int>(-1, 2), std::bad_alloc);
 
   um length(1.5f);
   EXPECT_EQ((++length).value, 2.5f);

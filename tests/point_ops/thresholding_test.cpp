@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+
 #include "tests/support/picture.h"
 #include "tests/support/random_geometry.h"
 #include "zeb/point_ops.h"
 
 using zeb::Mat;
 using zeb::ThresholdMode;
+using zeb::testing::for_each_pixel;
 using zeb::testing::Geometry;
 using zeb::testing::pick;
 using zeb::testing::Picture;
@@ -13,20 +17,7 @@ using zeb::testing::same;
 
 namespace {
 
-TEST(Thresholding, MarksTheSidesOfTheBandDifferently) {
-  const Picture src = Picture::grey({{9, 10, 20, 21}});
-  Picture dst(4, 4, 1);
-  vThresholding(dst.data(), src.data(), 4, 4, 1, 10, 20);
-  EXPECT_EQ(dst, Picture::grey({{254, 0, 0, 255}}));
-  vThresholding(dst.data(), Picture::grey({{15, 5, 25, 0}}).data(), 4, 4, 1, 20, 10);
-  EXPECT_EQ(dst, Picture::grey({{255, 254, 255, 254}})) << "the upper test wins in an inverted band";
-  vThresholdingInverseBinary(dst.data(), Picture::grey({{6, 7, 8, 255}}).data(), 4, 4, 1, 7, 7);
-  EXPECT_EQ(dst, Picture::grey({{0, 255, 0, 0}}));
-  vThresholdingInverseBinary(dst.data(), src.data(), 4, 4, 1, 20, 10);
-  EXPECT_EQ(dst, Picture::grey({{0, 0, 0, 0}}));
-}
-
-TEST(Thresholding, BlocksAndTailsAgreeOnAnyLayout) {
+TEST(Thresholding, MarksTheSidesOfTheBandOnAnyLayout) {
   std::mt19937 engine(1);
   for (int i = 0; i < 500; ++i) {
     const auto g = Geometry::random(engine);
@@ -34,12 +25,9 @@ TEST(Thresholding, BlocksAndTailsAgreeOnAnyLayout) {
     const auto lower = static_cast<unsigned char>(engine()), upper = static_cast<unsigned char>(engine());
     Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
     Picture outside(g.width, g.stride, g.height, 1), inside(outside), dst(outside);
-    for (int y = 0; y < g.height; ++y)
-      for (int x = 0; x < g.width; ++x) {
-        const int p = src(x, y);
-        outside(x, y) = p > upper ? 255 : p < lower ? 254 : 0;
-        inside(x, y) = lower <= p && p <= upper ? 255 : 0;
-      }
+    // In an inverted band both sides hold, and the upper one wins.
+    outside.set_each([&](int x, int y) { return src(x, y) > upper ? 255 : src(x, y) < lower ? 254 : 0; });
+    inside.set_each([&](int x, int y) { return lower <= src(x, y) && src(x, y) <= upper ? 255 : 0; });
     Mat<unsigned char> dst_mat(dst.data(), 0, 0, 0);
     zeb::thresholding(dst_mat, src.mat(), lower, upper, ThresholdMode::Standard);
     ASSERT_TRUE(same(outside, dst)) << "the source's geometry rules";
@@ -58,39 +46,17 @@ TEST(Bitwise, CombinesImagesOfDifferentStrides) {
     Picture a = Picture::random(engine, g.width, g.stride, g.height, g.offset);
     Picture b = Picture::random(engine, g.width, g.width + 5, g.height);
     const auto value = static_cast<unsigned char>(engine());
-    Picture both(g.width, g.width + 3, g.height), masked(both), second_only(both), either(both), dst(both);
-    for (int y = 0; y < g.height; ++y)
-      for (int x = 0; x < g.width; ++x) {
-        both(x, y) = a(x, y) & b(x, y);
-        masked(x, y) = a(x, y) & value;
-        second_only(x, y) = static_cast<unsigned char>(~a(x, y) & b(x, y));
-        either(x, y) = a(x, y) ^ b(x, y);
-      }
+    Picture dst(g.width, g.width + 3, g.height), expected = dst;
     auto dst_mat = dst.mat();
     zeb::bitwise_and(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(both, dst));
+    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) & b(x, y); }), dst));
     zeb::bitwise_and(dst_mat, a.mat(), value);
-    ASSERT_TRUE(same(masked, dst));
+    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) & value; }), dst));
     zeb::bitwise_andnot(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(second_only, dst));
+    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return ~a(x, y) & b(x, y); }), dst));
     zeb::bitwise_xor(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(either, dst));
+    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) ^ b(x, y); }), dst));
   }
-}
-
-TEST(BitwiseDeathTest, DifferingSizesAreNoticedInTheTailOnly) {
-  Picture large(20, 40, 2), small(16, 40, 2, 255);
-  auto large_mat = large.mat(), small_mat = small.mat();
-  EXPECT_DEATH(zeb::bitwise_and(small_mat, large_mat, large_mat), "");
-  EXPECT_DEATH(zeb::bitwise_xor(large_mat, large_mat, small_mat), "");
-  EXPECT_DEATH(zeb::bitwise_and(small_mat, large_mat, 255), "");
-  Mat<unsigned char> narrow(large.data(), 7, 40, 2);
-  zeb::bitwise_andnot(narrow, small_mat, small_mat);
-  EXPECT_EQ(large(15, 1), 0) << "whole groups of 16 are not checked";
-  Mat<unsigned char> negative(large.data(), -5, 40, 2), flat(large.data(), 20, 40, -1);
-  zeb::bitwise_and(small_mat, negative, negative);
-  zeb::bitwise_and(small_mat, flat, flat);
-  EXPECT_EQ(small, Picture(16, 40, 2, 255));
 }
 
 TEST(PackedBitmaps, ExpandTakesTheLowestBitFirst) {
@@ -100,13 +66,9 @@ TEST(PackedBitmaps, ExpandTakesTheLowestBitFirst) {
     std::vector<unsigned char> src(static_cast<std::size_t>(3 * (pitch >> 3)) + 1);
     for (auto& byte : src) byte = static_cast<unsigned char>(engine());
     Picture expected(width, 112, 3), dst(expected);
-    for (int y = 0; y < 3; ++y)
-      for (int x = 0; x < width; ++x)
-        expected(x, y) = src[static_cast<std::size_t>(y * (pitch >> 3) + x / 8)] >> (x % 8) & 1 ? 255 : 0;
+    expected.set_each(
+        [&](int x, int y) { return src[static_cast<std::size_t>(y * (pitch >> 3) + x / 8)] >> (x % 8) & 1 ? 255 : 0; });
     ExpandBM(dst.data(), src.data(), width, 3, 112, pitch);
-    EXPECT_TRUE(same(expected, dst)) << width;
-    ExpandBM(dst.data(), nullptr, width, 0, 112, pitch);
-    ExpandBM(dst.data(), nullptr, -1, 3, 112, pitch);
     EXPECT_TRUE(same(expected, dst)) << width;
   }
 }
@@ -117,92 +79,64 @@ TEST(PackedBitmaps, LogicWorksOnWholeBlocksOf128Bits) {
   for (int mode = -1; mode <= 5; ++mode)
     for (const int bits : {-1, 0, 127, 128, 200, 256}) {
       Picture expected(48, 48, 1, 77), dst(expected);
-      for (int x = 0; mode >= 0 && mode < 5 && x < bits / 128 * 16; ++x) {
+      expected.set_each([&](int x, int) {
         const int p = a(x, 0), q = b(x, 0);
-        const int results[] = {p & q, p | q, p ^ q, ~p & q, ~p};
-        expected(x, 0) = static_cast<unsigned char>(results[mode]);
-      }
+        const std::array<int, 5> results{p & q, p | q, p ^ q, ~p & q, ~p};
+        return mode >= 0 && mode < 5 && x < bits / 128 * 16 ? results[static_cast<std::size_t>(mode)] : 77;
+      });
       LogicBin(dst.data(), a.data(), mode == 4 ? nullptr : b.data(), bits, static_cast<Logic_bin_mode>(mode));
       EXPECT_EQ(expected, dst) << "mode " << mode << ", bits " << bits;
     }
 }
 
-struct Box {
-  int x_min, x_max, y_min, y_max;
-  bool operator==(const Box& o) const {
-    return x_min == o.x_min && x_max == o.x_max && y_min == o.y_min && y_max == o.y_max;
-  }
-};
-
-void PrintTo(const Box& b, std::ostream* os) {
-  *os << "x " << b.x_min << ".." << b.x_max << ", y " << b.y_min << ".." << b.y_max;
-}
+/// Least and largest column, least and largest row.
+using Box = std::array<int, 4>;
 
 template <class F>
-Box box_by(F f, const Picture& p) {
+Box box_by(F f, const Picture& p, int width, int height) {
   Box box{-1, -1, -1, -1};
-  f(p.data(), p.width(), p.height(), p.stride(), &box.x_min, &box.x_max, &box.y_min, &box.y_max);
+  f(p.data(), width, height, p.stride(), &box[0], &box[1], &box[2], &box[3]);
   return box;
-}
-
-TEST(BoundingBox, ScalarFormIsExactAndEmptyImagesAreTold) {
-  Picture p(640, 640, 480);
-  EXPECT_EQ(box_by(vGetMinMaxBM, p), (Box{640, 0, 480, 0}));
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p), (Box{640, 0, 480, 0}));
-  p(17, 5) = 1;
-  p(600, 470) = 255;
-  EXPECT_EQ(box_by(vGetMinMaxBM, p), (Box{17, 600, 5, 470}));
-}
-
-TEST(BoundingBox, ImagesOfNegativeSizeAreEmpty) {
-  for (const int width : {INT32_MIN, -17, 0, 5})
-    for (const int height : {INT32_MIN, -1, 0, 1}) {
-      if (width > 0 && height > 0) continue;
-      const Picture p(0, 32, 1, 0);
-      for (const auto f : {vGetMinMaxBM, vMMGetMinMaxBM}) {
-        Box box{-1, -1, -1, -1};
-        f(p.data(), width, height, 32, &box.x_min, &box.x_max, &box.y_min, &box.y_max);
-        EXPECT_EQ(box, (Box{width, 0, height, 0}));
-      }
-    }
 }
 
 TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
   Picture p(32, 32, 1);
   p(3, 0) = p(9, 0) = 255;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p), (Box{3, 3, 0, 0}));
+  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{3, 3, 0, 0}));
   p(3, 0) = 5;
   p(9, 0) = 0;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p), (Box{32, 32, 0, 0})) << "a group without a bright pixel";
+  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{32, 32, 0, 0})) << "a group without a bright pixel";
   p(20, 0) = 100;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p), (Box{32, 48, 0, 0})) << "which may lie outside";
+  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{32, 48, 0, 0})) << "which may lie outside";
+}
 
+TEST(BoundingBox, OfAnyPixels) {
   std::mt19937 engine(5);
   for (int i = 0; i < 500; ++i) {
     const auto g = Geometry::random(engine, 200, 4);
     Picture image(g.width, g.stride, g.height, 0, g.offset);
     for (int n = pick(engine, 0, 4); n > 0 && g.height > 0; --n)
       image(pick(engine, 0, g.width - 1), pick(engine, 0, g.height - 1)) = pick(engine, 0, 1) ? 255 : 100;
-    Box expected{g.width, 0, g.height, 0};
-    const auto include = [&expected](int x, int y) {
-      expected = {std::min(expected.x_min, x), std::max(expected.x_max, x), std::min(expected.y_min, y),
-                  std::max(expected.y_max, y)};
+    Box exact{g.width, 0, g.height, 0}, packed = exact;
+    const auto include = [](Box& box, int x, int y) {
+      box = {std::min(box[0], x), std::max(box[1], x), std::min(box[2], y), std::max(box[3], y)};
     };
-    for (int y = 0; y < g.height; ++y) {
-      for (int x = 0; x < g.width / 16 * 16; x += 16) {
-        int first_bright = 32;
-        bool any = false;
-        for (int k = 15; k >= 0; --k) {
-          any |= image(x + k, y) != 0;
-          if (image(x + k, y) >= 128) first_bright = k;
-        }
-        if (any) include(x + first_bright, y);
-      }
-      for (int x = g.width / 16 * 16; x < g.width; ++x)
-        if (image(x, y) != 0) include(x, y);
-    }
-    ASSERT_EQ(box_by(vMMGetMinMaxBM, image), expected) << g;
+    for_each_pixel(g.width, g.height, [&](int x, int y) {
+      if (image(x, y) == 0) return;
+      include(exact, x, y);
+      const int first = x / 16 * 16, bright = [&] {
+        for (int k = 0; k < 16; ++k)
+          if (image(first + k, y) >= 128) return k;
+        return 32;
+      }();
+      include(packed, first + 16 <= g.width ? first + bright : x, y);
+    });
+    ASSERT_EQ(box_by(vGetMinMaxBM, image, g.width, g.height), exact) << g;
+    ASSERT_EQ(box_by(vMMGetMinMaxBM, image, g.width, g.height), packed) << g;
   }
+  for (const auto& [width, height] : {std::pair(INT32_MIN, 1), std::pair(0, -1), std::pair(5, INT32_MIN)})
+    for (const auto f : {vGetMinMaxBM, vMMGetMinMaxBM})
+      EXPECT_EQ(box_by(f, Picture(0, 32, 1), width, height), (Box{width, 0, height, 0})) << "an empty image";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "tests/reliability/stage.h"
 
@@ -168,35 +169,32 @@ TEST(Geometry, SizesThatOverflowAreNotFormed) {
 // Where work memory grows with the image, its size is formed in 64 bits or refused: 65536 rows of 65536 bytes are no
 // image of 0 bytes. Everything would be granted here that the machine has.
 TEST(Geometry, WorkMemoryOfOverflowingSizesIsRefused) {
-  struct Row {
-    const char* what;
-    void (*run)(Call&);
-    bool throws;
-  };
-  const Row rows[] = {
-      {"FloodFill", [](Call& c) { FloodFill(c.dst, c.src, c.w, c.h, c.s, nullptr); }, false},
-      {"border_by_threshold",
-       [](Call& c) { border_by_threshold(c.from, Image_Side::Top, 1, 2, ThresholdMode::Standard); }, true},
-      {"borderpx_by_threshold",
-       [](Call& c) { borderpx_by_threshold(c.from, Image_Side::Top, 1, 2, ThresholdMode::Standard); }, true},
-      {"enclosing_orthogonal_rectangle",
-       [](Call& c) { enclosing_orthogonal_rectangle(c.from, 1, 2, ThresholdMode::Standard); }, true},
-  };
-  for (const Row& row : rows)
+  int entries = 0;
+  for (const Operation& operation : catalogue()) {
+    const bool throws_it = (operation.traits & throws_empty) != 0 && (operation.traits & whole_rows) != 0;
+    if (!throws_it && operation.function != std::string("FloodFill")) continue;
+    ++entries;
     for (const Size& size : {Size{65536, 65536, 65536}, Size{65537, 65537, 65537}, Size{INT_MAX, INT_MAX, INT_MAX}}) {
       Stage stage;
       const auto before = stage.images();
       stage.pretend(size.width, size.stride, size.height);
-      bool threw = false;
+      std::string text;
       try {
-        row.run(stage.call());
+        operation.run(stage.call());
       } catch (const std::bad_alloc& error) {
-        threw = true;
-        EXPECT_STREQ(error.what(), "bad allocation");
+        text = error.what();
       }
-      EXPECT_EQ(threw, row.throws) << row.what << " on " << size;
-      EXPECT_EQ(stage.images(), before) << row.what << " on " << size;
+      EXPECT_EQ(text, throws_it ? "bad allocation" : "") << operation << " on " << size;
+      EXPECT_EQ(stage.images(), before) << operation << " on " << size;
     }
+  }
+  EXPECT_EQ(entries, 5);
+}
+
+TEST(Geometry, GeneratedImagesWithoutColumnsAreTheSame) {
+  for (const int width : {0, -3})
+    EXPECT_TRUE(test::is_same(test::random_image(width, 16, 2, 1), test::random_image(width, 8, 2, 2))) << width;
+  EXPECT_FALSE(test::is_same(test::random_image(-3, 16, 2, 1), test::random_image(-3, 16, 1, 1)));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ Call parameters() {
     c.y2.push_back(19.0f - t * t + 0.3f * t);
     c.ones.push_back(1.0f);
   }
-  for (std::size_t i = 0; i < 1024; ++i) c.floats[i] = static_cast<float>((i * 37) % 101);
+  for (std::size_t i = 0; i < c.floats.size(); ++i) c.floats[i] = static_cast<float>((i * 37) % 101);
   for (std::size_t i = 0; i < c.spectrum.size(); ++i) c.spectrum[i] = {static_cast<float>(i % 17), 1.0f};
   c.kernel = {1, -1, 0, -2, 1, 1, 0, 1, -3};
   for (const char code : std::initializer_list<char>{1, 3, 5, 7}) c.chain.insert(c.chain.end(), 20, code);

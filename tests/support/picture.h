@@ -12,6 +12,13 @@
 
 namespace zeb::testing {
 
+/// `visit(x, y)` for each pixel of an area, row by row.
+template <class Visit>
+void for_each_pixel(int width, int height, Visit visit) {
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) visit(x, y);
+}
+
 /// An 8-bit image for tests that prints itself. It owns its pixels with some room before and behind them, so that a
 /// test can watch whether a function wrote where it must not.
 class Picture {
@@ -51,6 +58,13 @@ class Picture {
     std::bernoulli_distribution set(share);
     for (auto& byte : picture.bytes_) byte = set(engine) ? 255 : 0;
     return picture;
+  }
+
+  /// Sets every pixel, but no padding, to `value(x, y)` cut to 8 bits.
+  template <class Value>
+  Picture& set_each(Value value) {
+    for_each_pixel(width_, height_, [&](int x, int y) { (*this)(x, y) = static_cast<unsigned char>(value(x, y)); });
+    return *this;
   }
 
   int width() const { return width_; }

@@ -10,35 +10,24 @@ namespace {
 
 TEST(Generators, IotaCountsThroughThePadding) {
   const auto image = iota_image(3, 16, 20);
-  EXPECT_EQ(image.at(0, 2), 2);
-  EXPECT_EQ(image.at(1, 0), 16);
-  EXPECT_EQ(image.at(16, 1), 1) << "256 wraps to 0";
-  EXPECT_EQ(image.end()[-1], 320 - 1 - 256);
+  for (int i = 0; i < 320; ++i) EXPECT_EQ(image.data[i], i % 256);
   EXPECT_EQ(image.pixel_size_x.value, 0.0f);
 }
 
 TEST(Generators, RandomPixelsAreLowBytesOfTheEngine) {
-  const auto image = random_image(5, 16, 4, 1);
-  const auto binary = binary_random_image(5, 16, 4, 1, 0.25f);
-  std::mt19937 engine(1);
-  for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 5; ++x) {
-      const auto drawn = engine() & 255;
-      EXPECT_EQ(image.at(y, x), drawn);
-      EXPECT_EQ(binary.at(y, x), drawn > 191 ? 255 : 0) << "255 - 63.75 is truncated to 191";
-    }
-}
-
-TEST(Generators, LimitsOfTheBinaryImageWrap) {
-  const auto all = random_image(40, 40, 40, 7);
   const struct {
     float fraction;
-    int limit;
-  } cases[] = {{1.0f, 0}, {0.0f, 255}, {2.0f, 1}, {-0.5f, 126}};  // 255 - 510 is -255; 255 + 127.5 is 382
+    int limit;  // wraps: 255 - 63.75 is truncated, 255 - 510 is -255, 255 + 127.5 is 382
+  } cases[] = {{0.25f, 191}, {1.0f, 0}, {0.0f, 255}, {2.0f, 1}, {-0.5f, 126}};
   for (const auto& c : cases) {
-    const auto binary = binary_random_image(40, 40, 40, 7, c.fraction);
+    const auto image = random_image(40, 48, 40, 1), binary = binary_random_image(40, 48, 40, 1, c.fraction);
+    std::mt19937 engine(1);
     for (int y = 0; y < 40; ++y)
-      for (int x = 0; x < 40; ++x) ASSERT_EQ(binary.at(y, x), all.at(y, x) > c.limit ? 255 : 0) << c.fraction;
+      for (int x = 0; x < 40; ++x) {
+        const int drawn = engine() & 255;
+        ASSERT_EQ(image.at(y, x), drawn);
+        ASSERT_EQ(binary.at(y, x), drawn > c.limit ? 255 : 0) << c.fraction;
+      }
   }
 }
 
@@ -51,29 +40,25 @@ TEST(Generators, MaximumBoundsThePixels) {
 }
 
 TEST(Generators, RectanglesKeepToTheirNumber) {
-  const auto none = random_rect_image(20, 32, 10, 0, 1.0f);
-  EXPECT_TRUE(std::all_of(none.begin(), none.end(), [](unsigned char p) { return p == 0; }));
-  // Grey 0 and rectangles outside leave no trace, so one rectangle adds one grey value at most.
   bool seen = false;
   for (int i = 0; i < 20; ++i) {
-    const auto one = random_rect_image(20, 32, 10, 1, -1.0f);
+    // Grey 0 and rectangles outside leave no trace, so one rectangle adds one grey value at most.
+    const auto none = random_rect_image(20, 32, 10, 0, 1.0f), one = random_rect_image(20, 32, 10, 1, -1.0f);
     const unsigned char grey = *std::max_element(one.begin(), one.end());
-    EXPECT_TRUE(std::all_of(one.begin(), one.end(), [grey](unsigned char p) { return p == 0 || p == grey; }));
+    EXPECT_EQ(std::count(none.begin(), none.end(), 0), 320);
+    EXPECT_EQ(std::count(one.begin(), one.end(), 0) + (grey == 0 ? 0 : std::count(one.begin(), one.end(), grey)), 320);
     seen = seen || grey != 0;
   }
   EXPECT_TRUE(seen);
-  EXPECT_THROW(random_rect_image(20, 32, -1, 1, 1.0f), std::bad_alloc);
 }
 
 TEST(IsSame, ComparesPixelsAlone) {
   const auto a = random_image(5, 5, 4, 1), padded = random_image(5, 16, 4, 1);
-  EXPECT_TRUE(is_same(a, random_image(5, 5, 4, 1)));
   EXPECT_TRUE(is_same(a, padded));
   padded.at(3, 4) ^= 1;
   EXPECT_FALSE(is_same(a, padded));
   EXPECT_FALSE(is_same(a, random_image(5, 5, 3, 1)));
   EXPECT_FALSE(is_same(a, random_image(4, 5, 4, 1)));
-  EXPECT_TRUE(is_same(random_image(5, 5, 0, 1), random_image(5, 16, 0, 1)));
 }
 
 }  // namespace
