@@ -65,7 +65,7 @@ TEST(MaskGrowth, FollowsItsPassesOnRandomImages) {
   for (int i = 0; i < 400; ++i) {
     const int width = pick(engine, 1, 90), height = pick(engine, 0, 30), stride = width + pick(engine, 0, 9);
     Picture src = Picture::random(engine, width, stride, height);
-    src.set_each([&](int x, int y) { return src(x, y) % 60; });
+    src.fill([&](int x, int y) { return src(x, y) % 60; });
     const int tolerance = pick(engine, 0, 40);
     Picture expected(width, stride, height);
     for (int n = pick(engine, 0, 3); n > 0 && height > 0; --n)
@@ -144,7 +144,7 @@ void fill_regions(Picture& dst, const Picture& src, bool close) {
       vShapePlusBM(chain, layer.data(), filled.data(), width, stride, height, &x, &y, &left, &right, &top, &bottom, 0);
       if (chain.empty()) break;
       ShapeBM(inside.data(), chain.data(), width, stride, height, static_cast<int>(chain.size()), x, y, -3);
-      inside.set_each([&](int u, int v) { return inside(u, v) != 0 ? 0 : filled(u, v); });
+      inside.fill([&](int u, int v) { return inside(u, v) != 0 ? 0 : filled(u, v); });
       for_each_pixel(right - left + 1, bottom - top + 1, [&](int dx, int dy) {
         const int u = left + dx, v = top + dy;
         if (inside(u, v) != 0) next(u, v) = layer(u, v);

@@ -20,14 +20,14 @@ TEST(Interleave, AnyMaskByteButZeroSelectsTheSecondInAllForms) {
     Picture first = Picture::random(engine, g.width, g.stride, g.height);
     Picture second = Picture::random(engine, g.width, g.stride, g.height);
     Picture mask = Picture::random(engine, g.width, g.stride, g.height);
-    mask.set_each([&](int x, int y) { return pick(engine, 0, 1) == 0 ? 0 : mask(x, y); });
+    mask.fill([&](int x, int y) { return pick(engine, 0, 1) == 0 ? 0 : mask(x, y); });
     const auto low = static_cast<std::uint8_t>(engine()), high = static_cast<std::uint8_t>(engine());
     const bool constant_first = i % 2 != 0, constant_second = i / 2 % 2 != 0;
     const int who = pick(engine, 0, 3);  // the destination may be any of the sources or the mask
     Picture dst = Picture::random(engine, g.width, g.stride, g.height, g.offset);
     if (who < 3) dst = who == 0 ? first : who == 1 ? second : mask;
     Picture expected = dst;
-    expected.set_each([&](int x, int y) {
+    expected.fill([&](int x, int y) {
       return mask(x, y) != 0 ? (constant_second ? high : second(x, y)) : (constant_first ? low : first(x, y));
     });
     auto d = dst.bitmap();

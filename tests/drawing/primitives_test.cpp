@@ -95,7 +95,7 @@ TEST(Circle, IsAnOpenRingWithinAnAsymmetricSquare) {
     const bool draws = radius >= 0 && thickness >= 0 && radius < 1e9f;
     const float outer = radius * radius, inner = (radius - thickness) * (radius - thickness);
     const int extent = draws ? static_cast<int>(std::round(radius)) : 0, value = pick(engine, 0, 255);
-    expected.set_each([&](int x, int y) {
+    expected.fill([&](int x, int y) {
       const int dx = x - cx, dy = y - cy, old = expected(x, y);
       const auto d = static_cast<float>(dx * dx + dy * dy);
       const bool in_square = dx >= -extent && dx < extent && dy >= -extent && dy < extent;
@@ -134,7 +134,7 @@ TEST(FilledRectangle, MicrometresCheckTheirFirstCornerOnly) {
     auto bitmap = p.bitmap({um(0.5f), um(2)});
     zeb::fill_rect(bitmap, Rect__<Point_<um>>({um(x1), um(y1)}, {um(x2), um(y2)}), 255);
     Picture all(6, 6, 3);
-    return all.set_each([&](int x, int y) { return p(x, y); });
+    return all.fill([&](int x, int y) { return p(x, y); });
   };
   EXPECT_EQ(filled(0.6f, 2.5f, 1.9f, 5.0f), Picture::text({"......", ".##...", "......"})) << "ends excluded";
   EXPECT_EQ(filled(2.0f, 4.0f, 3.0f, 99.0f), Picture::text({"......", "......", "....##"}))

@@ -25,7 +25,7 @@ Picture filtered(Picture src, bool window, Filter filter, std::vector<float> par
 /// A grey ramp with a vertical and a diagonal wave over it.
 Picture scene(int side, float wave) {
   Picture p(side, side + 5, side);
-  return p.set_each([=](int x, int y) {
+  return p.fill([=](int x, int y) {
     const double waves = std::cos(2 * M_PI * 8 * x / side) + std::cos(2 * M_PI * (5 * x + 12 * y) / side);
     return std::lround(60 + 60.0 * y / side + double{wave} * waves);
   });

@@ -86,8 +86,8 @@ TEST(Arithmetic, FollowsTheRuleOfEachPixelOnAnyLayout) {
         return (in_group ? operation.group : operation.tail)(a(x, y), b(x, y), value);
       };
       Picture expected(g.width, g.stride, g.height), dst = expected, expected_in_place = a;
-      expected.set_each(result);
-      expected_in_place.set_each(result);
+      expected.fill(result);
+      expected_in_place.fill(result);
       auto dst_mat = dst.mat(), in_place_mat = in_place.mat();
       operation.run(dst_mat, Image8(a.data(), 3, 3, 3), Image8(b.data(), 3, 3, 3), value);
       ASSERT_TRUE(same(expected, dst)) << "the destination's geometry rules";

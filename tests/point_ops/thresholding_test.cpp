@@ -26,8 +26,8 @@ TEST(Thresholding, MarksTheSidesOfTheBandOnAnyLayout) {
     Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
     Picture outside(g.width, g.stride, g.height, 1), inside(outside), dst(outside);
     // In an inverted band both sides hold, and the upper one wins.
-    outside.set_each([&](int x, int y) { return src(x, y) > upper ? 255 : src(x, y) < lower ? 254 : 0; });
-    inside.set_each([&](int x, int y) { return lower <= src(x, y) && src(x, y) <= upper ? 255 : 0; });
+    outside.fill([&](int x, int y) { return src(x, y) > upper ? 255 : src(x, y) < lower ? 254 : 0; });
+    inside.fill([&](int x, int y) { return lower <= src(x, y) && src(x, y) <= upper ? 255 : 0; });
     Mat<unsigned char> dst_mat(dst.data(), 0, 0, 0);
     zeb::thresholding(dst_mat, src.mat(), lower, upper, ThresholdMode::Standard);
     ASSERT_TRUE(same(outside, dst)) << "the source's geometry rules";
@@ -49,13 +49,13 @@ TEST(Bitwise, CombinesImagesOfDifferentStrides) {
     Picture dst(g.width, g.width + 3, g.height), expected = dst;
     auto dst_mat = dst.mat();
     zeb::bitwise_and(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) & b(x, y); }), dst));
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) & b(x, y); }), dst));
     zeb::bitwise_and(dst_mat, a.mat(), value);
-    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) & value; }), dst));
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) & value; }), dst));
     zeb::bitwise_andnot(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return ~a(x, y) & b(x, y); }), dst));
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return ~a(x, y) & b(x, y); }), dst));
     zeb::bitwise_xor(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.set_each([&](int x, int y) { return a(x, y) ^ b(x, y); }), dst));
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) ^ b(x, y); }), dst));
   }
 }
 
@@ -66,7 +66,7 @@ TEST(PackedBitmaps, ExpandTakesTheLowestBitFirst) {
     std::vector<unsigned char> src(static_cast<std::size_t>(3 * (pitch >> 3)) + 1);
     for (auto& byte : src) byte = static_cast<unsigned char>(engine());
     Picture expected(width, 112, 3), dst(expected);
-    expected.set_each(
+    expected.fill(
         [&](int x, int y) { return src[static_cast<std::size_t>(y * (pitch >> 3) + x / 8)] >> (x % 8) & 1 ? 255 : 0; });
     ExpandBM(dst.data(), src.data(), width, 3, 112, pitch);
     EXPECT_TRUE(same(expected, dst)) << width;
@@ -79,7 +79,7 @@ TEST(PackedBitmaps, LogicWorksOnWholeBlocksOf128Bits) {
   for (int mode = -1; mode <= 5; ++mode)
     for (const int bits : {-1, 0, 127, 128, 200, 256}) {
       Picture expected(48, 48, 1, 77), dst(expected);
-      expected.set_each([&](int x, int) {
+      expected.fill([&](int x, int) {
         const int p = a(x, 0), q = b(x, 0);
         const std::array<int, 5> results{p & q, p | q, p ^ q, ~p & q, ~p};
         return mode >= 0 && mode < 5 && x < bits / 128 * 16 ? results[static_cast<std::size_t>(mode)] : 77;

@@ -55,7 +55,7 @@ TEST(PairMeasures, PackedByChunksScalarExact) {
   for (int round = 0; round < 400; ++round) {
     const int width = pick(engine, 1, 200), height = heights[engine() % 15], present = std::max(height, 1);
     Picture a(width, width + pick(engine, 0, 20), present), b(width, width + pick(engine, 0, 20), present);
-    a.set_each(sparse_bits), b.set_each(sparse_bits);
+    a.fill(sparse_bits), b.fill(sparse_bits);
     std::vector<int> rows(static_cast<std::size_t>(std::max(height, 0)));
     std::iota(rows.begin(), rows.end(), 0);
     for (const auto& measure : measures) {

@@ -60,13 +60,6 @@ class Picture {
     return picture;
   }
 
-  /// Sets every pixel, but no padding, to `value(x, y)` cut to 8 bits.
-  template <class Value>
-  Picture& set_each(Value value) {
-    for_each_pixel(width_, height_, [&](int x, int y) { (*this)(x, y) = static_cast<unsigned char>(value(x, y)); });
-    return *this;
-  }
-
   int width() const { return width_; }
   int stride() const { return stride_; }
   int height() const { return height_; }
@@ -75,11 +68,12 @@ class Picture {
   unsigned char& operator()(int x, int y) { return data()[std::ptrdiff_t{y} * stride_ + x]; }
   unsigned char operator()(int x, int y) const { return data()[std::ptrdiff_t{y} * stride_ + x]; }
 
-  /// Gives every pixel what `value(x, y)` returns; padding stays.
+  /// Sets every pixel, but no padding, to the low 8 bits of `value(x, y)`, which is truncated.
   template <class Value>
   Picture& fill(Value value) {
-    for (int y = 0; y < height_; ++y)
-      for (int x = 0; x < width_; ++x) (*this)(x, y) = static_cast<unsigned char>(value(x, y));
+    for_each_pixel(width_, height_, [&](int x, int y) {
+      (*this)(x, y) = static_cast<unsigned char>(static_cast<long long>(value(x, y)));
+    });
     return *this;
   }
 
