@@ -56,9 +56,9 @@ Part measure(const zeb::Shape& shape, zeb::Bitmap_<unsigned char>& canvas) {
   part.x = (box.top_left.x + box.bottom_right.x) / 2.0;
   part.y = (box.top_left.y + box.bottom_right.y) / 2.0;
 
-  // Painted with 1, the sum of the pixels is their number.
+  // Painted with 1, the sum of the pixels is their number. A region's last corner does not belong to it.
   zeb::draw_filled_shape(canvas, shape, 1);
-  part.area = zeb::sum(canvas);
+  part.area = zeb::sum(canvas.region(box.top_left, {box.bottom_right.x + 1, box.bottom_right.y + 1}));
   zeb::draw_filled_shape(canvas, shape, 0);
   part.diameter = std::sqrt(4 * part.area / M_PI);
 
