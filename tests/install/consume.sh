@@ -8,7 +8,7 @@ scratch=$2
 export CXX=$3
 
 expected='a part 100 um wide'
-cmake -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -G Ninja -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$scratch/consumer" >/dev/null
 [ "$("$scratch/consumer/consumer")" = "$expected" ]
 
