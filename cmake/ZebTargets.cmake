@@ -55,18 +55,20 @@ function(zeb_library target)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  install(TARGETS ${target} EXPORT zebTargets)
-  install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(TARGETS ${target} EXPORT zebTargets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
+  install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 endfunction()
 
 # The files that let find_package(zeb) and pkg-config find an installation.
 function(zeb_install_package)
   set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zeb)
-  install(EXPORT zebTargets NAMESPACE zeb:: DESTINATION ${package_dir})
+  install(EXPORT zebTargets NAMESPACE zeb:: DESTINATION ${package_dir} COMPONENT development)
   configure_package_config_file(cmake/zebConfig.cmake.in zebConfig.cmake INSTALL_DESTINATION ${package_dir})
   write_basic_package_version_file(zebConfigVersion.cmake COMPATIBILITY SameMinorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/zebConfig.cmake ${PROJECT_BINARY_DIR}/zebConfigVersion.cmake
-    DESTINATION ${package_dir})
+    DESTINATION ${package_dir} COMPONENT development)
   set(static_cflags "")
   set(static_libs "")
   if(NOT BUILD_SHARED_LIBS)
@@ -75,5 +77,5 @@ function(zeb_install_package)
   endif()
   file(RELATIVE_PATH up_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   configure_file(cmake/zeb.pc.in zeb.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/zeb.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${PROJECT_BINARY_DIR}/zeb.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endfunction()

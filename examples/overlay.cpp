@@ -49,11 +49,13 @@ void Overlay::outline(const std::vector<zeb::Point_<int>>& pixels, Colour colour
     line(enlarged(pixels[i]), enlarged(pixels[(i + 1) % pixels.size()]), colour, zoom_ > 1 ? 1 : 0);
 }
 
-void Overlay::number(int value, zeb::Point_<int> pixel, Colour colour) {
+void Overlay::number(int value, const zeb::Rect__<zeb::Point_<int>>& area, Colour colour) {
   const std::string digits = std::to_string(value);
-  constexpr int cell = 5, advance = 4 * cell;
-  const zeb::Point_<int> centre = enlarged(pixel);
-  zeb::Point_<int> corner{centre.x - (static_cast<int>(digits.size()) * advance - 2 * cell) / 2, centre.y - 2 * cell};
+  constexpr int cell = 5, advance = 4 * cell, height = 4 * cell;
+  const int width = static_cast<int>(digits.size()) * advance - 2 * cell;
+  const zeb::Point_<int> first = enlarged(area.top_left), last = enlarged(area.bottom_right);
+  if (last.x - first.x < width || last.y - first.y < height) return;
+  const zeb::Point_<int> corner{(first.x + last.x - width) / 2, (first.y + last.y - height) / 2};
   // A dark rim first keeps the strokes apart from a bright background.
   for (const auto& [shade, radius] : {std::pair{Colour{0, 0, 0}, 3}, {colour, 1}}) {
     int x = corner.x;

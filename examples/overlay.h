@@ -19,8 +19,8 @@ class Overlay {
 
   /// A closed line through the centres of pixels of the original image.
   void outline(const std::vector<zeb::Point_<int>>& pixels, Colour colour);
-  /// A number centred on a pixel of the original image.
-  void number(int value, zeb::Point_<int> pixel, Colour colour);
+  /// A number in the middle of an area of the original image, left out where the area is too small to hold it.
+  void number(int value, const zeb::Rect__<zeb::Point_<int>>& area, Colour colour);
 
   /// Writes the picture as PNG; throws `std::runtime_error` with a line that tells what to do.
   void write(const std::string& path) const;
