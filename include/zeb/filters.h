@@ -363,6 +363,10 @@ ZEB_API void vMMEventRemover(unsigned char* dst, unsigned char* src, int width, 
 /// 1 on, that is, its trimmed mean grey value; the gain is the mean of the levels divided by the line's own. A line
 /// without a sample above 0 becomes black. Products are limited to 255, rounded to nearest, ties to even, in whole
 /// groups of 16 columns and truncated in the last `width & 15` columns.
+///
+/// With an upper quantile up to 0.001, a line of a single sample gets a mean that is no number (see `hist_average`),
+/// and so do all gains but those of black lines. The pixels of these lines, those that count as 0 included, become 255
+/// in whole groups and 0 behind them.
 /// \param dst                              may be `src`; the padding is left alone
 /// \param lower_fraction, upper_fraction   the quantiles between which the means are taken, 0 to 1
 /// \param by_rows                          0 for a gain per column, else a gain per row
