@@ -44,7 +44,8 @@ struct RoundOrSquare {
   RoundOrSquare(std::mt19937& engine, int i, Equal equal, int radius, int rectangular)
       : call{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], rectangular},
         layout(random_layout(engine, i)),
-        src(noise(engine, layout, call, equal, i % 60 != 0 && i % 3 == 0 ? 3 : 1000 + 20 * std::min(radius, 400))),
+        src(noise(engine, layout, call, equal,
+                  i % 60 != 0 && i % 3 == 0 && radius < 64 ? 3 : 1000 + 20 * std::min(radius, 400))),
         before(layout.width, layout.stride, layout.height, 3),
         expected(before) {
     stamp(expected, src, call, equal, [this](int dy) {
