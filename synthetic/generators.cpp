@@ -74,7 +74,7 @@ Image<unsigned char> random_rect_image(int width, int alignment, int height, int
   const int extent = static_cast<int>((std::int64_t{width} + height) / 2);
   const int thickest = frame::trunc(max_thickness * 100.0f);
   Image<unsigned char> image = blank(width, alignment, height);
-  clear(image);
+  if (width >= 0) clear(image);
   const auto coordinate = [&] { return static_cast<int>(uniform(engine, extent)); };
   for (int i = 0; i < count; ++i) {
     const int y1 = coordinate();

@@ -195,6 +195,7 @@ TEST(Geometry, GeneratedImagesWithoutColumnsAreTheSame) {
   for (const int width : {0, -3})
     EXPECT_TRUE(test::is_same(test::random_image(width, 16, 2, 1), test::random_image(width, 8, 2, 2))) << width;
   EXPECT_FALSE(test::is_same(test::random_image(-3, 16, 2, 1), test::random_image(-3, 16, 1, 1)));
+  EXPECT_EQ(test::random_rect_image(-3, 16, 2, 4, 2.0f).width, -3);
 }
 
 }  // namespace
