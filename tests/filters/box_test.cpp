@@ -207,6 +207,8 @@ TEST(Box, RoundsExactlyAtAndBesideTies) {
       ASSERT_EQ(low(x, y), rounded_quotient(sums[x], area)) << sums[x] << " / " << area;
       ASSERT_EQ(high(x, y), rounded_quotient((src(x, y) + offset) * area - sums[x], area)) << sums[x] << " / " << area;
     }
+    zeb::hp_filter(out, src.mat(), 1, area, -256);
+    EXPECT_EQ(high, Picture(width, width, area)) << "no pixel is as bright, " << area;
   }
 }
 

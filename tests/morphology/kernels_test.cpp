@@ -93,6 +93,16 @@ TEST(Marking, DistanceUpToItsCap) {
   }
 }
 
+TEST(Marking, DistancesOf253AndMoreReachAsFar) {
+  Picture dot(600, 600, 1);
+  dot(300, 0) = 255;
+  for (const int radius : {252, 253, 254, 300}) {
+    const Picture dst = run(vMMMorphOpDist, dot, dot, 1, {radius, 0, 0, 0, 0, 0, 0});
+    const int reach = radius == 252 ? 252 : 253;
+    for (int x = 0; x < 600; ++x) ASSERT_EQ(dst(x, 0), x >= 300 - reach && x <= 300 + reach ? 255 : 0) << x;
+  }
+}
+
 TEST(Marking, EllipsesAndRectanglesWithOffsets) {
   std::mt19937 engine(4);
   for (int i = 0; i < 600; ++i) {

@@ -244,6 +244,18 @@ TEST(ContourScan, ForegroundInTheFrameEndsWithALengthError) {
                std::length_error);
 }
 
+TEST(ContourScan, WalksKeepOutOfTheLowerFrameOnceStarted) {
+  // A pixel above one in the frame: the walk begins because of that one, but does not step onto it. The walk from the
+  // frame gets out of it and not back.
+  Result found;
+  std::vector<short> framed(25);
+  zeb::Bitmap_<short> image(framed.data(), 5, 5, 5, {});
+  image.at(3, 2) = image.at(4, 2) = 1;
+  zeb::detail::scan_suzuki(image, ScanSuzukiMode::all_borders, found.contours, {0, 0}, &found.hierarchy);
+  EXPECT_EQ(found.text(), "{ -1, -1 }\n(2,3)\n(2,4)(2,3)");
+  EXPECT_TRUE(image.at(3, 2) == -3 && image.at(4, 2) == -3);
+}
+
 TEST(Center, IsTheMean) {
   zeb::PointContainer<int> contour;
   EXPECT_TRUE(std::isnan(zeb::center(contour).x) && std::isnan(zeb::center(contour).y));

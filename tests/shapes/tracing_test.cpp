@@ -146,6 +146,12 @@ TEST(Tracing, SearchesPassOverWhatTheirSchemesLeaveOut) {
   EXPECT_TRUE(find_next_shape(last_row.bitmap(), from_right, false).empty());
   wide(32, 0) = 255;
   EXPECT_TRUE(find_next_shape(wide.bitmap(), from_right, false).empty());
+  // Groups of 16 are looked at to their first pixel, and as long as a whole one lies to the left.
+  for (const auto& [width, x] : {std::pair{16, 15}, {48, 31}, {48, 15}}) {
+    Picture dot(width, width, 3);
+    dot(x, 1) = 255;
+    EXPECT_EQ(find_next_shape(dot.bitmap(), from_right, true).start_point().x, x) << width;
+  }
   // The columns of one line are scanned against their names, those of the whole image are not.
   Picture column = Picture::text({"...", ".#.", "...", ".#.", "..."});
   EXPECT_EQ(find_next_shape(column.bitmap(), 1, from_bottom, false).start_point().y, 1);
