@@ -99,6 +99,8 @@ TEST(EntryPoints, SequencesRunInTheirOrderAndCountBlackBehindTheFirstPass) {
     ASSERT_TRUE(same(rectangular ? opened : both(zeb::dilate, zeb::erode), call(zeb::closing, src, before)))
         << "a square erodes first";
   }
+  const Picture before(20, 24, 5, 9);
+  EXPECT_EQ(apply(zeb::opening, before, before, 0, 5, 100, recursive, false), before) << "no rows";
 }
 
 TEST(EntryPoints, SizesThatFindNoMemoryThrow) {

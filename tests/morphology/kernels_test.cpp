@@ -103,6 +103,15 @@ TEST(Marking, DistancesOf253AndMoreReachAsFar) {
   }
 }
 
+TEST(Marking, DirectDisksOfLargeOddRadiiAreNotRoundedUp) {
+  // From 2^23 on, a half added to the square of an odd radius would be rounded up to let in the pixel beside its end.
+  Picture dot(2900, 2900, 2);
+  dot(0, 0) = 255;
+  const Picture dst = run(vMorphOp, dot, dot, 2, {2897, 0, 0, 0, 0, 100, 0});
+  for (int y = 0; y < 2; ++y)
+    for (int x = 0; x < 2900; ++x) ASSERT_EQ(dst(x, y), x <= 2897 - y ? 255 : 0) << x << ", " << y;
+}
+
 TEST(Marking, EllipsesAndRectanglesWithOffsets) {
   std::mt19937 engine(4);
   for (int i = 0; i < 600; ++i) {
