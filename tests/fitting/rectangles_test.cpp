@@ -51,6 +51,8 @@ TEST(EnclosingRectangle, OfNothingAndForUnknownModes) {
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(empty_mat)), (Box{-1, -1, -1, -1}));
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(full_mat, empty_mat, 0, 0, unknown)), (Box{0, 0, 19, 9}));
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(full_mat, 0, 0, unknown)), (Box{-1, -1, -1, -1}));
+  empty(19, 7) = 1;
+  EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(empty_mat)), (Box{19, 7, 19, 7})) << "the darkest grey";
 }
 
 TEST(EnclosingRectangle, SumsAreSigned) {
@@ -72,6 +74,8 @@ TEST(InscribedRectangle, StaysInsideTheRotatedImage) {
   EXPECT_EQ(inscribed(101, 101, 30), (Box{33, 0, 57, 100}));
   // c = 86.60, q = (100 - 50) * 0.57735; y1 = floor(57.735), y0 = 33.
   EXPECT_EQ(inscribed(101, 101, -30), (Box{0, 33, 100, 57}));
+  // floor(10000 * (1 - 0.5) / 0.8660254) = floor(5773.503), ceil(5773 * 0.5773503) = ceil(3333.043).
+  EXPECT_EQ(inscribed(10001, 10001, 30), (Box{3334, 0, 5773, 10000}));
   // At 60 degrees the corners cross over and are put in order.
   EXPECT_EQ(inscribed(101, 101, 60), (Box{26, 0, 46, 100}));
 }
@@ -334,6 +338,26 @@ TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
   EXPECT_EQ(wide.image(160, 120), 0) << "the middle";
   EXPECT_EQ(wide.image(160, 200), 250);
   EXPECT_EQ(wide.image(50, 200), 0);
+}
+
+TEST(RectangleDetection, FillsUpToTheEndsOfALongDiagonal) {
+  // The long sides reach 130 pixels from the middle, more than half the image.
+  Scene scene(240, 240, 130, 35, 45, 220, 30);
+  const Corners corners(scene.image, 1);
+  ASSERT_EQ(corners.found, 1);
+  EXPECT_LT(scene.error(corners), 3.0f);
+  EXPECT_EQ(scene.image(120, 120), 250);
+  EXPECT_EQ(scene.image(200, 200), 250);
+  EXPECT_EQ(scene.image(200, 40), 0) << "beside the rectangle";
+}
+
+TEST(RectangleDetection, FillsNothingFromAPointOnAnOutline) {
+  // The mean of the rounded corners, exchanged, is column 119: on the left side, drawn at 120 and three pixels wide.
+  Scene scene(320, 240, 40, 90, 0, 220, 30);
+  const Picture before = scene.image;
+  const Corners corners(scene.image, 1);
+  ASSERT_EQ(corners.found, 1);
+  EXPECT_EQ(scene.image, before);
 }
 
 TEST(RectangleDetection, FindsNothingInAnEmptyImage) {
