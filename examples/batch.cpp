@@ -200,6 +200,7 @@ void run(std::vector<Job>& jobs, const Options& options, std::ostream& csv) {
     while (started < jobs.size() && workers.size() < options.processes)
       workers.push_back(start(jobs[started++], options));
     std::vector<pollfd> pipes;
+    pipes.reserve(workers.size());
     for (const Worker& worker : workers) pipes.push_back({worker.answers, POLLIN, 0});
     if (poll(pipes.data(), pipes.size(), -1) < 0) continue;  // interrupted
     for (std::size_t i = workers.size(); i-- > 0;) {

@@ -43,6 +43,7 @@ std::string csv_heading(const std::vector<Column>& columns) {
 
 std::vector<double> values_of(const Part& part, const std::vector<Column>& columns) {
   std::vector<double> values;
+  values.reserve(columns.size());
   for (const Column& column : columns) values.push_back(column.value(part));
   return values;
 }

@@ -55,7 +55,7 @@ class CellMeans {
   std::ptrdiff_t stride_;
   int cell_width_, cell_height_;
   double per_area_;
-  std::uint16_t sums_[most_columns];
+  std::uint16_t sums_[most_columns] = {};
 };
 
 }  // namespace

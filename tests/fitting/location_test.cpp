@@ -41,6 +41,8 @@ TEST(HesseLines, EqualAnglesNeverCross) {
     const CrossPoint p(a, 1, b, 2);
     EXPECT_TRUE(p.x == 1e8f && p.y == 1e8f) << a << " " << b;
   }
+  EXPECT_EQ(CrossPoint(0, 1, 0.95e-8f, 1).x, 1e8f);
+  EXPECT_EQ(CrossPoint(0, 1, 1.05e-8f, 1).x, 1.0f) << "just far enough apart";
 }
 
 TEST(HesseLines, DistanceTakesTheShorterWayRound) {
@@ -122,6 +124,12 @@ TEST(CentreOfGravity, OfAPeakBetweenItsCrossings) {
   EXPECT_EQ(zeb::fCalcCG(profile, 3, 0, 7, 3, 3, 0.5f), 3.0f);
   EXPECT_EQ(zeb::fCalcCG(profile, 7, 0, 7, 3, 3, 0.5f), 0.0f);
   EXPECT_EQ(zeb::fCalcCG(profile, -1, 0, 7, 3, 3, 0.5f), 0.0f);
+
+  EXPECT_EQ(zeb::fCalcCG(profile, 3, 0, 7, 0, 0, 0.75f), 3.0f) << "a range of 0 reaches the neighbours too";
+  // A pixel at the level, 4, does not end the peak.
+  float notched[] = {0, 0, 8, 4, 8, 0, 0};
+  EXPECT_EQ(zeb::fCalcCG(notched + 1, 1, 0, 5, 3, 3, 0.5f), 2.0f);
+  EXPECT_EQ(zeb::fCalcCG(notched + 1, 3, 0, 5, 3, 3, 0.5f), 2.0f);
 
   // Level 5 is crossed between 4 and 7 on the left and between 6 and 4 on the right; doubled areas and moments by hand.
   float skewed[] = {0, 0, 4, 7, 10, 6, 4, 0, 0};
@@ -238,7 +246,8 @@ TEST(PointOnLine, FollowsTheLongerAxis) {
   EXPECT_EQ(follow(image, {0, 4}, {1, 0}), nothing) << "starts in column 0";
   EXPECT_EQ(follow(image, {7, 0}, {0, 1}), nothing) << "starts in row 0";
   EXPECT_EQ(follow(image, {3, 3}, {0, 0}), nothing);
-  EXPECT_EQ(follow(image, {10, 3}, {1, 0}), nothing);
+  EXPECT_EQ(follow(image, {10, 4}, {-1, 0}), nothing) << "starts beyond the last column";
+  EXPECT_EQ(follow(image, {7, 6}, {0, -1}), nothing) << "starts below the last row";
   image(0, 2) = 255;
   EXPECT_EQ(follow(image, {3, 2}, {-1, 0}), (Found{1, 0, 2, -1}));
 }
@@ -248,6 +257,10 @@ TEST(PointOnLine, LeavesATraceAndObeysItsGuide) {
   for (int x = 2; x < 7; ++x) expected(x, 3) = (200 + 255) >> 1;
   EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, nullptr, trace.data()), nothing);
   EXPECT_EQ(trace, expected) << "one position beyond the last column";
+  Picture downward(6, 8, 6), column(6, 8, 6);
+  for (int y = 2; y < 6; ++y) column(2, y) = (200 + 255) >> 1;
+  EXPECT_EQ(follow(image, {2, 1}, {0, 1}, 100, nullptr, downward.data()), nothing);
+  EXPECT_EQ(downward, column) << "one position below the last row";
   image(5, 3) = 255;
   EXPECT_EQ(follow(image, {1, 3}, {1, 0}, 100, guide.data()), (Found{1, 5, 3, -1}));
   guide(4, 3) = 0;

@@ -223,6 +223,16 @@ TEST(LineSearch, LeavesHistogramsWithoutEnoughPixels) {
   EXPECT_EQ(count, 0);
 }
 
+TEST(LineSearch, CountsASingleLineInASingleBin) {
+  // Four pixels: 4 * 3 / 12 lines are sought. One line makes no pair.
+  Picture dash(100, 100, 100);
+  for (int x = 50; x < 54; ++x) dash(x, 50) = 255;
+  Floats angles(1, 7.0f), distances(1, 7.0f);
+  EXPECT_EQ(Lines(dash, angles, distances).count, 0);
+  EXPECT_EQ(angles, Floats(1, 1.0f));
+  EXPECT_EQ(distances, Floats(1, 0.0f));
+}
+
 using Circle = std::array<float, 3>;  // radius and centre
 
 Circle circle_in(Picture& image) {
@@ -349,6 +359,23 @@ TEST(CircleSearch, RecoversADrawnCircle) {
       EXPECT_NEAR(x, static_cast<float>(size / 2 - 2), 0.7f) << size << " " << r;
       EXPECT_NEAR(y, static_cast<float>(size / 2), 0.7f) << size << " " << r;
     }
+}
+
+TEST(CircleSearch, OfASingleLineOfPixelsIsStraight) {
+  Picture row(100, 100, 1, 255), column(1, 1, 100, 255);
+  EXPECT_NEAR(circle_in(row)[0], 1e8f, 1e5f);
+  EXPECT_NEAR(circle_in(column)[0], 1e8f, 1e5f);
+}
+
+TEST(CircleSearch, NeedsAllItsArguments) {
+  Picture full(40, 40, 40, 255);
+  for (int missing = 0; missing < 4; ++missing) {
+    Circle c{-1, -1, -1}, expected{0, 0, 0};
+    if (missing < 3) expected[static_cast<std::size_t>(missing)] = -1;
+    zeb::CalcCircleRandom(missing == 0 ? nullptr : &c[0], missing == 1 ? nullptr : &c[1],
+                          missing == 2 ? nullptr : &c[2], missing == 3 ? nullptr : full.data(), 40, 40, 40);
+    EXPECT_EQ(c, expected) << missing;
+  }
 }
 
 TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {

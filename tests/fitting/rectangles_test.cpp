@@ -51,6 +51,8 @@ TEST(EnclosingRectangle, OfNothingAndForUnknownModes) {
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(empty_mat)), (Box{-1, -1, -1, -1}));
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(full_mat, empty_mat, 0, 0, unknown)), (Box{0, 0, 19, 9}));
   EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(full_mat, 0, 0, unknown)), (Box{-1, -1, -1, -1}));
+  empty(19, 9) = 1;
+  EXPECT_EQ(box(zeb::enclosing_orthogonal_rectangle(empty_mat)), (Box{19, 9, 19, 9})) << "the darkest grey";
 }
 
 TEST(EnclosingRectangle, SumsAreSigned) {
@@ -72,6 +74,8 @@ TEST(InscribedRectangle, StaysInsideTheRotatedImage) {
   EXPECT_EQ(inscribed(101, 101, 30), (Box{33, 0, 57, 100}));
   // c = 86.60, q = (100 - 50) * 0.57735; y1 = floor(57.735), y0 = 33.
   EXPECT_EQ(inscribed(101, 101, -30), (Box{0, 33, 100, 57}));
+  // floor(10000 * (1 - 0.5) / 0.8660254) = floor(5773.503), ceil(5773 * 0.5773503) = ceil(3333.043).
+  EXPECT_EQ(inscribed(10001, 10001, 30), (Box{3334, 0, 5773, 10000}));
   // At 60 degrees the corners cross over and are put in order.
   EXPECT_EQ(inscribed(101, 101, 60), (Box{26, 0, 46, 100}));
 }
@@ -292,6 +296,18 @@ std::size_t plain_detection(Picture& src, int radius, std::vector<std::array<flo
   return 4;
 }
 
+int found_as_in_plain_detection(Picture& image, int radius) {
+  std::vector<std::array<float, 2>> expected;
+  const std::size_t count = plain_detection(image, radius, expected);
+  const Corners corners(image, 0, radius);
+  EXPECT_EQ(corners.found, count == 4 ? 1 : 0);
+  for (std::size_t k = 0; k < 4 && count == 4; ++k) {
+    EXPECT_EQ(corners.x[k], expected[k][0]);
+    EXPECT_EQ(corners.y[k], expected[k][1]);
+  }
+  return corners.found;
+}
+
 TEST(RectangleDetection, MatchesThePlainRendering) {
   std::mt19937 engine(6);
   int found = 0;
@@ -303,17 +319,18 @@ TEST(RectangleDetection, MatchesThePlainRendering) {
     for (int lines = pick(engine, 0, 6); lines > 0; --lines)  // parallel, oblique and missing sides
       vLine(image.data(), pick(engine, 0, width), pick(engine, 0, height), pick(engine, 0, width),
             pick(engine, 0, height), image.stride(), height, static_cast<unsigned char>(20 + 180 * (lines % 2)), 3);
-    std::vector<std::array<float, 2>> expected;
-    const std::size_t count = plain_detection(image, i % 3, expected);
-    const Corners corners(image, 0, i % 3);
-    ASSERT_EQ(corners.found, count == 4 ? 1 : 0) << i;
-    for (std::size_t k = 0; k < 4 && count == 4; ++k) {
-      ASSERT_EQ(corners.x[k], expected[k][0]) << i << ": " << width << " x " << height;
-      ASSERT_EQ(corners.y[k], expected[k][1]) << i << ": " << width << " x " << height;
-    }
-    found += corners.found;
+    SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
+    found += found_as_in_plain_detection(image, i % 3);
   }
   EXPECT_GT(found, 50);
+}
+
+TEST(RectangleDetection, DropsTheFirstOfTwoEquallyObliqueLines) {
+  // An edge that bends below the middle, far enough from it for one line each.
+  Picture image(240, 240, 240, 20);
+  for (int y = 0; y < 240; ++y)
+    for (int x = 0; x < 80 + std::max(0, y - 120) / 2; ++x) image(x, y) = 200;
+  EXPECT_EQ(found_as_in_plain_detection(image, 0), 1);
 }
 
 TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
@@ -334,6 +351,26 @@ TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
   EXPECT_EQ(wide.image(160, 120), 0) << "the middle";
   EXPECT_EQ(wide.image(160, 200), 250);
   EXPECT_EQ(wide.image(50, 200), 0);
+}
+
+TEST(RectangleDetection, FillsUpToTheEndsOfALongDiagonal) {
+  // The long sides reach 130 pixels from the middle, more than half the image.
+  Scene scene(240, 240, 130, 35, 45, 220, 30);
+  const Corners corners(scene.image, 1);
+  ASSERT_EQ(corners.found, 1);
+  EXPECT_LT(scene.error(corners), 3.0f);
+  EXPECT_EQ(scene.image(120, 120), 250);
+  EXPECT_EQ(scene.image(200, 200), 250);
+  EXPECT_EQ(scene.image(200, 40), 0) << "beside the rectangle";
+}
+
+TEST(RectangleDetection, FillsNothingFromAPointOnAnOutline) {
+  // The mean of the rounded corners, exchanged, is column 119: on the left side, drawn at 120 and three pixels wide.
+  Scene scene(320, 240, 40, 90, 0, 220, 30);
+  const Picture before = scene.image;
+  const Corners corners(scene.image, 1);
+  ASSERT_EQ(corners.found, 1);
+  EXPECT_EQ(scene.image, before);
 }
 
 TEST(RectangleDetection, FindsNothingInAnEmptyImage) {
