@@ -43,7 +43,7 @@ class MaskGrowth {
       const unsigned char* m = mask_ + offset(x, row);
       any = _mm_or_si128(any, _mm_or_si128(load(m - 1), load(m + 1)));
     }
-    return _mm_testz_si128(any, any) != 0;
+    return !any_set(any);
   }
 
   bool grow(std::ptrdiff_t x, int y) {

@@ -160,7 +160,7 @@ float fGetBMCG(unsigned char* bitmap, int width, int stride, int height, float* 
     const unsigned char* row = bitmap + std::ptrdiff_t{y} * stride;
     for (int x = 0; x < width;) {
       // Black pixels leave the sums as they are.
-      if (x + 16 <= width && _mm_testz_si128(load(row + x), load(row + x)) != 0) {
+      if (x + 16 <= width && !any_set(load(row + x))) {
         x += 16;
         continue;
       }

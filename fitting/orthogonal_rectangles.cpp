@@ -9,6 +9,8 @@
 namespace {
 
 using zeb::Mat;
+using zeb::frame::any_set;
+using zeb::frame::load;
 
 /// Whether an area has a sum above 0, read as a signed number.
 bool is_set(const unsigned char* area, int width, int stride, int height) {
@@ -21,10 +23,6 @@ bool column_is_set(const Mat<unsigned char>& image, int x) {
 
 bool row_is_set(const Mat<unsigned char>& image, int y) { return is_set(image.row(y), image.width, image.stride, 1); }
 
-bool any_set(const unsigned char* group) {
-  return _mm_testz_si128(zeb::frame::load(group), zeb::frame::load(group)) == 0;
-}
-
 /// The first and the last column with a pixel that is not 0: `width` and -1 without one.
 struct ColumnRange {
   int first, last;
@@ -33,11 +31,11 @@ struct ColumnRange {
     for (int y = 0; y < image.height; ++y) {
       const unsigned char* row = image.row(y);
       int x = 0;
-      while (x + 16 <= first && !any_set(row + x)) x += 16;
+      while (x + 16 <= first && !any_set(load(row + x))) x += 16;
       while (x < first && row[x] == 0) ++x;
       first = x;
       x = image.width - 1;
-      while (x - 16 >= last && !any_set(row + x - 15)) x -= 16;
+      while (x - 16 >= last && !any_set(load(row + x - 15))) x -= 16;
       while (x > last && row[x] == 0) --x;
       last = x;
     }

@@ -17,6 +17,9 @@ inline __m128i splat(unsigned char value) { return _mm_set1_epi8(static_cast<cha
 inline __m128i low_words(__m128i pixels) { return _mm_unpacklo_epi8(pixels, _mm_setzero_si128()); }
 inline __m128i high_words(__m128i pixels) { return _mm_unpackhi_epi8(pixels, _mm_setzero_si128()); }
 
+/// Whether a byte of 16 is not 0.
+inline bool any_set(__m128i bytes) { return _mm_testz_si128(bytes, bytes) == 0; }
+
 /// 0xFF where a pixel is at least, or at most, the other one; unsigned.
 inline __m128i at_least(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_max_epu8(a, b), a); }
 inline __m128i at_most(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_min_epu8(a, b), a); }

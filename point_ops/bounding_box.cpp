@@ -20,8 +20,6 @@ struct BoundingBox {
   }
 };
 
-bool any_set(__m128i pixels) { return _mm_testz_si128(pixels, pixels) == 0; }
-
 /// What stands for the whole group in `x`: its first pixel of 128 and more, or 32 without one.
 int representative(__m128i pixels) {
   const int bright = _mm_movemask_epi8(pixels);

@@ -32,7 +32,7 @@ boost::optional<Point_<int>> next_nonzero(const Bitmap_<short>& image, Point_<in
     const short* row = image.data + std::ptrdiff_t{y} * image.stride;
     for (; width - x >= 8; x += x < stepped_over_below ? 64 : 8) {
       const __m128i elements = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
-      if (_mm_testz_si128(elements, elements) != 0) continue;
+      if (!zeb::frame::any_set(elements)) continue;
       const int zero_bytes = _mm_movemask_epi8(_mm_cmpeq_epi16(elements, _mm_setzero_si128()));
       return Point_<int>{x + __builtin_ctz(static_cast<unsigned>(~zero_bytes)) / 2, y};
     }
