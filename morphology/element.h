@@ -49,6 +49,10 @@ class Decisive {
     return {static_cast<unsigned char>(threshold - 1), false};
   }
 
+  /// Decisive are the pixels above the limit, or else those up to it.
+  unsigned char limit() const { return limit_; }
+  bool is_above() const { return above_; }
+
   bool operator()(unsigned char pixel) const { return (pixel > limit_) == above_; }
   /// 0xFF for each decisive pixel of 16.
   __m128i operator()(__m128i pixels) const {
@@ -68,7 +72,7 @@ class Decisive {
   Decisive(unsigned char limit, bool above) : limit_(limit), above_(above) {}
 
   unsigned char limit_;
-  bool above_;  // decisive are the pixels above the limit, else those up to it
+  bool above_;
 };
 
 /// A structuring element that is symmetric about its centre, given by the half-width of each of its rows.

@@ -4,6 +4,7 @@
 
 #include "morphology/decisive_row.h"
 #include "morphology/reach.h"
+#include "morphology/small_square.h"
 
 /// The image is processed in tiles of bits, one a pixel. Each source row becomes a row of bits, 1 for a decisive pixel.
 /// It is dilated horizontally to the half-width of the element's outermost rows, then of the next ones, and so on to
@@ -249,8 +250,11 @@ class Marking {
 
 void mark(const Images& images, Decisive decisive, const Element& element, Point_<int> offset, unsigned char hit) {
   if (images.empty()) return;
-  if (offset.x == 0 && offset.y == 0 && pays_by_reach(element))
+  const bool centred = offset.x == 0 && offset.y == 0;
+  if (centred && pays_by_reach(element))
     mark_by_reach(images, decisive, element, hit);
+  else if (centred && pays_as_small_square(images, decisive, element, hit))
+    mark_small_square(images, decisive, element);
   else
     Marking(images, decisive, element, offset, hit).run();
 }
