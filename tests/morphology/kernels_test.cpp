@@ -65,8 +65,8 @@ struct RoundOrSquare {
 
 TEST(Marking, DirectFormsOnAnyLayout) {
   std::mt19937 engine(1);
-  for (int i = 0; i < 300 && !HasFailure(); ++i) {
-    const int radius = i % 8 == 0 ? pick(engine, 10, 70) : pick(engine, 0, 9);
+  for (int i = 0; i < 500 && !HasFailure(); ++i) {
+    const int radius = i % 8 == 0 ? pick(engine, 10, 70) : i % 8 < 4 ? pick(engine, 1, 2) : pick(engine, 0, 9);
     RoundOrSquare c(engine, i, Equal::foreground, radius, i % 2);
     c.expect_of(vMorphOp);
     c.pad(c.call.miss());
