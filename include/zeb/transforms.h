@@ -182,7 +182,8 @@ ZEB_API void map_data(unsigned char* dst, unsigned char* src, int width, int str
 /// \param dst         `out_height` rows of `out_width` pixels, `out_stride` bytes apart; padding is not written
 /// \param out_width,out_height   `width / factor` and `height / factor`
 /// \param out_stride  `out_width` rounded up to a multiple of 4
-/// \param factor      from 1 to a tenth of width and height; any other, and a lack of memory, writes nothing at all
+/// \param factor      from 1 to a tenth of width and height; a larger one, 0, and a lack of memory write nothing at
+///                    all. A negative one writes the three sizes, then negative, and no pixels
 ZEB_API void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, int* out_height, int* out_stride,
                                int width, int height, int stride, int factor);
 

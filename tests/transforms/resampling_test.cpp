@@ -96,9 +96,14 @@ TEST(ReduceResolution, TakesTheMaximumOverAClippedDisk) {
     zeb::reduce_resolution(dst.data(), exact.data(), out, out + 1, out + 2, width, height, src.stride(), factor);
     ASSERT_TRUE(same(expected, dst));
     EXPECT_TRUE(out[0] == w && out[1] == h && out[2] == expected.stride());
-    for (const int bad : {std::min(width, height) / 10 + 1, 0, -1, INT_MIN, INT_MAX}) {
-      zeb::reduce_resolution(dst.data(), exact.data(), out, out, out, width, height, src.stride(), bad);
-      ASSERT_TRUE(same(expected, dst) && out[0] == w) << "nothing is written for a factor of " << bad;
+    for (const int bad : {std::min(width, height) / 10 + 1, 0, -factor, INT_MIN, INT_MAX}) {
+      int size[3] = {w, w, w};
+      zeb::reduce_resolution(dst.data(), exact.data(), size, size + 1, size + 2, width, height, src.stride(), bad);
+      ASSERT_TRUE(same(expected, dst)) << "no pixel is written for a factor of " << bad;
+      if (bad < 0)
+        EXPECT_TRUE(size[0] == width / bad && size[1] == height / bad && size[2] == -(-size[0] / 4 * 4)) << bad;
+      else
+        EXPECT_TRUE(size[0] == w && size[1] == w && size[2] == w) << bad;
     }
   }
 }
