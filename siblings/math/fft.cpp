@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -102,6 +104,8 @@ class Plan {
 /// Working memory for `columns` complex columns, each row aligned as plans ask for.
 MatBuffer<Complex> aligned_rows(int columns, int rows) {
   const int aligned = (columns + 7) & ~7;
+  // The count of a buffer's elements wraps around in 32 bits, which would leave it too small.
+  if (std::int64_t{aligned} * rows > std::numeric_limits<std::int32_t>::max()) throw mem::bad_allocation();
   return {columns, aligned, rows};
 }
 

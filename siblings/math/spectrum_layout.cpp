@@ -13,6 +13,8 @@ bool is_unpacked_of(const Mat<std::complex<float>>& unpacked, int side, int pack
   return is_side(side) && packed_height == side && unpacked.width == side + 1 && unpacked.height == side + 1;
 }
 
+float absolute(std::complex<float> f) { return std::sqrt(f.real() * f.real() + f.imag() * f.imag()); }
+
 }  // namespace
 
 void unpack_fft(Mat<std::complex<float>>& dst, const Mat<std::complex<float>>& src) {
@@ -60,10 +62,9 @@ float magnitude(float* dst, const std::complex<float>* src, int width, int heigh
   float largest = 0.0f;
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
-      const std::complex<float> f = src[std::ptrdiff_t{y} * src_stride + x];
-      const float absolute = std::sqrt(f.real() * f.real() + f.imag() * f.imag());
-      dst[std::ptrdiff_t{y} * dst_stride + x] = absolute;
-      largest = std::max(largest, absolute);
+      const float magnitude = absolute(src[std::ptrdiff_t{y} * src_stride + x]);
+      dst[std::ptrdiff_t{y} * dst_stride + x] = magnitude;
+      largest = std::max(largest, magnitude);
     }
   return largest;
 }
@@ -71,11 +72,9 @@ float magnitude(float* dst, const std::complex<float>* src, int width, int heigh
 void log2_magnitude(unsigned char* dst, const std::complex<float>* src, int width, int height, int dst_stride,
                     int src_stride, int) {
   for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      const std::complex<float> f = src[std::ptrdiff_t{y} * src_stride + x];
-      const float absolute = std::sqrt(f.real() * f.real() + f.imag() * f.imag());
-      dst[std::ptrdiff_t{y} * dst_stride + x] = to_byte(8.0f * std::log2(1.0f + absolute));
-    }
+    for (int x = 0; x < width; ++x)
+      dst[std::ptrdiff_t{y} * dst_stride + x] =
+          to_byte(8.0f * std::log2(1.0f + absolute(src[std::ptrdiff_t{y} * src_stride + x])));
 }
 
 }  // namespace zeb
