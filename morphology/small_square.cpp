@@ -1,10 +1,17 @@
 #include "morphology/small_square.h"
 
-/// Whether any pixel under a square exceeds a limit is whether the greatest of them does, and whether all of them do is
-/// whether the least does. So the pixels of a column under the element give one, which is compared once, and these
-/// answers are united with those of the neighbouring columns on the way from left to right. Two rows of the result go
-/// together, as they share all but a row each. Nothing is kept in memory in between: for elements as small as these,
-/// packing pixels into bits would cost more than bits spare.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/packed.h"
+
+/// A dilation asks whether any pixel under the square exceeds the limit, which is whether the greatest does; an erosion
+/// asks whether all of them do, which is whether the least does. So of the pixels under one column of the square only
+/// the extreme is compared, which answers for that column, and the answers of neighbouring columns are united on the
+/// way from left to right. Two rows of the result go together, since their squares share all rows but one each. Nothing
+/// is kept in memory in between: for elements as small as these, packing pixels into bits costs more than bits save.
 
 namespace zeb::morphology {
 namespace {
@@ -30,26 +37,19 @@ __m128i outside() {
   return splat(question == Question::any ? 0 : 255);
 }
 
-/// One row of the result, from the answers of its columns, 16 at a time.
+/// One row of the result, from the answers of its columns, handed over 16 at a time from left to right.
 template <Question question, int radius>
 class RowOfResult {
  public:
   RowOfResult(unsigned char* to, __m128i first)
       : to_(to), here_(first), pairs_before_(with_next_column(outside<question>(), first)) {}
 
-  /// The result for the columns that were handed over before.
-  __m128i advance(__m128i next) {
-    const __m128i pairs = with_next_column(here_, next);
-    __m128i result = unite<question>(pairs, _mm_alignr_epi8(pairs, pairs_before_, lanes - radius));
-    if (radius == 2) result = unite<question>(result, _mm_alignr_epi8(next, here_, 2));
-    here_ = next;
-    pairs_before_ = pairs;
-    return result;
-  }
+  /// Takes the next 16 columns and writes the result for the 16 before them, which needs them.
   void put(__m128i next) {
     store(to_, advance(next));
     to_ += lanes;
   }
+  /// Writes the result for the first `columns` of those that were handed over last.
   void put_last(int columns) {
     unsigned char bytes[lanes];
     store(bytes, advance(outside<question>()));
@@ -61,6 +61,16 @@ class RowOfResult {
     return unite<question>(here, _mm_alignr_epi8(next, here, 1));
   }
 
+  /// Column `x` is the pairs that begin at `x - radius` and at `x`, and for the larger square column `x + 2` as well.
+  __m128i advance(__m128i next) {
+    const __m128i pairs = with_next_column(here_, next);
+    __m128i result = unite<question>(pairs, _mm_alignr_epi8(pairs, pairs_before_, lanes - radius));
+    if (radius == 2) result = unite<question>(result, _mm_alignr_epi8(next, here_, 2));
+    here_ = next;
+    pairs_before_ = pairs;
+    return result;
+  }
+
   unsigned char* to_;
   __m128i here_, pairs_before_;
 };
@@ -69,13 +79,14 @@ class RowOfResult {
 template <Question question, int radius>
 class TwoRows {
  public:
-  TwoRows(const Images& images, unsigned char limit, int y)
+  TwoRows(const Images& images, unsigned char limit, std::int64_t y)
       : images_(images), exceeding_(splat(static_cast<unsigned char>(limit + 1))), y_(y) {
-    // Rows beyond the border decide nothing; one of the element's other rows in their place changes nothing.
+    // A row outside the image gives way to the nearest one inside, which lies under the square anyway.
     for (int i = 0; i < rows; ++i) rows_[i] = images.src + row_inside(y - radius + i);
   }
 
   void run() const {
+    // The next two rows are asked for ahead of their turn, so that neither loads nor stores wait for memory.
     constexpr int cache_line = 64;
     const unsigned char* const soon[] = {images_.src + row_inside(y_ + radius + 2),
                                          images_.src + row_inside(y_ + radius + 3), images_.dst + row_inside(y_ + 2),
@@ -101,13 +112,15 @@ class TwoRows {
   }
 
  private:
-  static constexpr int rows = 2 * radius + 2;  // under the element at either place
+  static constexpr int rows = 2 * radius + 2;  // under the squares of both
 
   struct Answers {
     __m128i upper, lower;
   };
 
-  std::ptrdiff_t row_inside(int y) const { return images_.row(std::clamp(y, 0, images_.height - 1)); }
+  std::ptrdiff_t row_inside(std::int64_t y) const {
+    return images_.row(std::clamp<std::int64_t>(y, 0, images_.height - 1));
+  }
 
   Answers columns(int x) const {
     const auto pixels = [this, x](int row) { return load(rows_[row] + x); };
@@ -120,7 +133,7 @@ class TwoRows {
             frame::at_least(extreme(shared, pixels(rows - 1)), exceeding_)};
   }
 
-  /// Fewer than 16 columns, those outside behind them.
+  /// The last `rest` columns, fewer than 16, and columns outside the image behind them.
   Answers last_columns(int rest) const {
     const Answers last = columns(images_.width - lanes);
     const __m128i from = _mm_add_epi8(_mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
@@ -134,14 +147,15 @@ class TwoRows {
 
   const Images& images_;
   const __m128i exceeding_;
-  const int y_;
+  const std::int64_t y_;
   const unsigned char* rows_[rows];
 };
 
 template <Question question, int radius>
 void mark_all_rows(const Images& images, unsigned char limit) {
-  for (int y = 0; y < images.height; y += 2)
-    TwoRows<question, radius>(images, limit, std::min(y, images.height - 2)).run();
+  // At an odd height the last two rows include one that is done already, with the same result.
+  for (std::int64_t y = 0; y < images.height; y += 2)
+    TwoRows<question, radius>(images, limit, std::min<std::int64_t>(y, images.height - 2)).run();
 }
 
 template <Question question>
