@@ -35,7 +35,7 @@ class ColumnSums {
 
   void start() {
     std::fill_n(sums_.data(), window_.work_size(), Sum{});
-    for (int row = -window_.up_rows; row < window_.down_rows; ++row) {
+    for (int row = -window_.rows_behind; row < window_.rows_ahead; ++row) {
       const std::ptrdiff_t in = window_.nearest_row(row);
       for (std::ptrdiff_t x = 0; x < window_.width; ++x) sums_[x] += static_cast<Sum>(value_(in + x));
     }
@@ -43,8 +43,8 @@ class ColumnSums {
 
   /// From the window of row `y` to that of the next row.
   void advance(int y) {
-    const std::ptrdiff_t in = window_.nearest_row(std::int64_t{y} + window_.down_rows);
-    const std::ptrdiff_t out = window_.nearest_row(std::int64_t{y} - window_.up_rows);
+    const std::ptrdiff_t in = window_.nearest_row(std::int64_t{y} + window_.rows_ahead);
+    const std::ptrdiff_t out = window_.nearest_row(std::int64_t{y} - window_.rows_behind);
     for (std::ptrdiff_t x = 0; x < window_.width; ++x)
       sums_[x] = sums_[x] + static_cast<Sum>(value_(in + x)) - static_cast<Sum>(value_(out + x));
   }
@@ -63,14 +63,14 @@ struct RowSum {
   Sum sum;
 
   RowSum(const Window& w, const Sum* column_sums)
-      : window(&w), columns(column_sums), sum(static_cast<Sum>(w.up_columns) * columns[0]) {
-    for (int i = 0; i < w.down_columns; ++i) sum += columns[i];
+      : window(&w), columns(column_sums), sum(static_cast<Sum>(w.columns_behind) * columns[0]) {
+    for (int i = 0; i < w.columns_ahead; ++i) sum += columns[i];
   }
 
   /// Moves to column `x`, columns outside the image being replaced by the nearest one.
   Sum step(int x) {
-    sum = sum + columns[std::min(x + window->down_columns, window->width - 1)];
-    return sum = sum - columns[std::max(x - window->up_columns, 0)];
+    sum = sum + columns[std::min(x + window->columns_ahead, window->width - 1)];
+    return sum = sum - columns[std::max(x - window->columns_behind, 0)];
   }
 };
 
@@ -98,19 +98,22 @@ void set(Integer& to, __m128i a) { to = static_cast<Integer>(_mm_cvtsi128_si32(a
 __m128 to_float(__m128 a) { return a; }
 __m128 to_float(__m128i a) { return _mm_cvtepi32_ps(a); }
 
-/// The same, four columns at a time.
+/// `RowSum`, four columns at a time.
 template <class Sum>
 struct PackedRowSum {
   const Sum* columns;
-  std::ptrdiff_t down, up;
+  std::ptrdiff_t ahead, behind;
   decltype(all_lanes(Sum{})) running;
 
   explicit PackedRowSum(const RowSum<Sum>& row)
-      : columns(row.columns), down(row.window->down_columns), up(row.window->up_columns), running(all_lanes(row.sum)) {}
+      : columns(row.columns),
+        ahead(row.window->columns_ahead),
+        behind(row.window->columns_behind),
+        running(all_lanes(row.sum)) {}
 
   /// The sums at the columns `x` to `x + 3`, whose windows must lie inside the image.
   __m128 step(int x) {
-    auto sums = subtract(lanes(columns + (x + down)), lanes(columns + (x - up)));
+    auto sums = subtract(lanes(columns + (x + ahead)), lanes(columns + (x - behind)));
     sums = add(sums, up_by<1>(sums));
     sums = add(sums, up_by<2>(sums));
     sums = add(sums, running);
@@ -267,7 +270,7 @@ void scalar_rows(unsigned char* dst, const Window& window, AllMeans means, Filte
 template <class AllMeans, class Filter>
 void packed_rows(unsigned char* dst, const Window& window, AllMeans means, Filter filter) {
   if (!means.start()) return;
-  const int first_packed = (window.up_columns + 3) & ~3, end_packed = (window.width - window.up_columns) & ~3;
+  const int first_packed = (window.columns_behind + 3) & ~3, end_packed = (window.width - window.columns_behind) & ~3;
   for (int y = 0; y < window.height; ++y) {
     const std::ptrdiff_t start = window.nearest_row(y);
     auto row = means.row();

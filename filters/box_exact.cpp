@@ -66,16 +66,16 @@ class WindowSums {
     std::fill_n(sums_.data(), window_.width + lanes, Sum{});
     add_row([row = src_](std::ptrdiff_t x) { return row[x]; });
     // All rows above the image are its first one.
-    const auto repeats = static_cast<Sum>(window_.up_rows);
+    const auto repeats = static_cast<Sum>(window_.rows_behind);
     for (std::ptrdiff_t x = 0; x < window_.width; ++x) sums_[x] = static_cast<Sum>(sums_[x] * repeats);
-    for (int y = 0; y < window_.down_rows; ++y)
+    for (int y = 0; y < window_.rows_ahead; ++y)
       add_row([row = src_ + window_.nearest_row(y)](std::ptrdiff_t x) { return row[x]; });
   }
 
   /// From the windows of row `y` to those of the next row.
   void advance(int y) {
-    const unsigned char* const in = src_ + window_.nearest_row(std::int64_t{y} + window_.down_rows);
-    const unsigned char* const out = src_ + window_.nearest_row(std::int64_t{y} - window_.up_rows);
+    const unsigned char* const in = src_ + window_.nearest_row(std::int64_t{y} + window_.rows_ahead);
+    const unsigned char* const out = src_ + window_.nearest_row(std::int64_t{y} - window_.rows_behind);
     if (in != out) add_row([=](std::ptrdiff_t x) { return in[x] - out[x]; });
   }
 
@@ -83,10 +83,10 @@ class WindowSums {
   /// Adds a row of `difference(x)`, continued on both sides by its first and last one.
   template <class Difference>
   void add_row(Difference difference) {
-    std::int16_t* const row = differences_.data() + window_.up_columns;
+    std::int16_t* const row = differences_.data() + window_.columns_behind;
     for (std::ptrdiff_t x = 0; x < window_.width; ++x) row[x] = static_cast<std::int16_t>(difference(x));
     std::fill(differences_.data(), row, row[0]);
-    std::fill_n(row + window_.width, window_.down_columns + lanes, row[window_.width - 1]);
+    std::fill_n(row + window_.width, window_.columns_ahead + lanes, row[window_.width - 1]);
 
     const std::int16_t* const leaving = differences_.data();
     const std::int16_t* const entering = leaving + window_.columns;
@@ -188,8 +188,8 @@ template <class Sums, class Quotient, class Filter>
 void filter_rows(unsigned char* dst, const unsigned char* src, const Window& window, Filter filter) {
   Sums sums(window, src);
   if (!sums) return;
-  const int first_packed = (window.up_columns + 3) & ~3;
-  const int end_packed = std::max(first_packed, (window.width - window.up_columns) & ~3);
+  const int first_packed = (window.columns_behind + 3) & ~3;
+  const int end_packed = std::max(first_packed, (window.width - window.columns_behind) & ~3);
   const Quotient quotient(static_cast<int>(window.area));
   const Division division(static_cast<int>(window.area));
   const auto* const sum = sums.data();

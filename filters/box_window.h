@@ -6,13 +6,13 @@
 
 namespace zeb::filters {
 
-/// The image and the window of a box filter: `up` columns or rows of the window are left behind when it moves on,
-/// `down` lie ahead.
+/// The image and the window of a box filter. A step to the next pixel leaves one of the columns behind and takes in a
+/// new one ahead; rows alike.
 struct Window {
   int width, height;
   std::int16_t stride;  // Sixteen bits are this family's limit; a larger stride wraps around.
   int columns, rows;
-  int up_columns, down_columns, up_rows, down_rows;
+  int columns_behind, columns_ahead, rows_behind, rows_ahead;
   std::int64_t area;
 
   Window(int image_width, int image_stride, int image_height, int filter_width, int filter_height)
@@ -21,10 +21,10 @@ struct Window {
         stride(static_cast<std::int16_t>(static_cast<std::uint16_t>(image_stride))),
         columns(std::max(std::min(width, filter_width), 1)),
         rows(std::max(std::min(height, filter_height), 1)),
-        up_columns((columns >> 1) + (columns & 1)),
-        down_columns(columns >> 1),
-        up_rows((rows >> 1) + (rows & 1)),
-        down_rows(rows >> 1),
+        columns_behind((columns >> 1) + (columns & 1)),
+        columns_ahead(columns >> 1),
+        rows_behind((rows >> 1) + (rows & 1)),
+        rows_ahead(rows >> 1),
         area(std::int64_t{columns} * rows) {}
 
   /// A single pixel is no image to filter.
