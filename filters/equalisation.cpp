@@ -15,17 +15,16 @@ namespace {
 /// Replaces grey values. Many pixels are worth a table of all pairs of neighbours, which takes half the loads.
 class GreyMap {
  public:
-  explicit GreyMap(std::int64_t pixels) : has_pairs_(pixels >= 1 << 17), entries_(has_pairs_ ? 1 << 16 : 1 << 8) {}
-
-  explicit operator bool() const { return static_cast<bool>(entries_); }
-
-  /// To be called once.
-  void set_values(const unsigned char (&values)[256]) {
+  GreyMap(const unsigned char (&values)[256], std::int64_t pixels)
+      : has_pairs_(pixels >= 1 << 17), entries_(has_pairs_ ? 1 << 16 : 1 << 8) {
+    if (!entries_) return;
     for (int second = 0; second < (has_pairs_ ? 256 : 1); ++second) {
       for (int first = 0; first < 256; ++first)
         entries_[256 * second + first] = static_cast<std::uint16_t>(values[first] | values[second] << 8);
     }
   }
+
+  explicit operator bool() const { return static_cast<bool>(entries_); }
 
   void map_row(unsigned char* dst, const unsigned char* src, int width) const {
     const std::uint16_t* const entries = entries_.data();
@@ -67,12 +66,12 @@ void vHistEqual(unsigned char* dst, unsigned char* src, int width, int stride, i
   if (width < 1 || height < 1) return;
   const std::int64_t pixels = std::int64_t{width} * height;
   const Scratch<float> hist(256);
-  GreyMap map(pixels);
-  if (!hist || !map) return;
+  if (!hist) return;
   ::bitmap_histogram(hist.data(), src, width, stride, height);
   unsigned char values[256];
   find_values(values, hist.data(), static_cast<float>(pixels));
-  map.set_values(values);
+  const GreyMap map(values, pixels);
+  if (!map) return;
   for (int y = 0; y < height; ++y) {
     const std::ptrdiff_t row = std::ptrdiff_t{y} * stride;
     map.map_row(dst + row, src + row, width);
