@@ -66,7 +66,7 @@ class WindowCounter {
       std::fill_n(steps, width_, std::int8_t{0});
       collected = 0;
     };
-    const int first = std::max(y - reach_, 0), last = std::min(y + reach_, height_ - 1);
+    const int first = y - std::min(reach_, y), last = y + std::min(reach_, height_ - 1 - y);
     for (int row_y = first; row_y <= last; ++row_y) {
       const unsigned char* const row = src_ + row_y * stride_;
       const int half = std::min(half_widths_[std::abs(row_y - y)], width_);
@@ -112,7 +112,8 @@ class EventCounter {
   void start_row(const unsigned char* src, int width, std::ptrdiff_t stride, int height, int y) {
     row_count_ = 0;
     count_ = 0;
-    for (int row_y = std::max(y - radius_, 0); row_y <= std::min(y + radius_, height - 1); ++row_y) {
+    const int first = y - std::min(radius_, y), last = y + std::min(radius_, height - 1 - y);
+    for (int row_y = first; row_y <= last; ++row_y) {
       const Row row{src + row_y * stride, half_widths_[static_cast<std::size_t>(std::abs(row_y - y))]};
       rows_[row_count_++] = row;
       for (int x = 0; x <= std::min(row.half_width, width - 1); ++x) count_ += is_event(row.pixels[x]);
@@ -171,9 +172,9 @@ class EventCounter {
   int count_ = 0;
 };
 
-/// Bytes of an image, all padding included.
+/// Bytes of an image of at least one row, all padding included.
 std::size_t byte_size(int stride, int height) {
-  return stride > 0 && height > 0 ? static_cast<std::size_t>(stride) * static_cast<std::size_t>(height) : 0;
+  return static_cast<std::size_t>(std::max(stride, 0)) * static_cast<std::size_t>(height);
 }
 
 }  // namespace
@@ -201,7 +202,7 @@ void vEventRemover(unsigned char* dst, unsigned char* src, int width, int stride
   // Without columns only the padding is left to clear.
   WindowCounter counter(src, std::max(width, 0), stride, height, radius, square != 0);
   if (!counter) return;
-  std::memset(dst, 0, byte_size(stride, height));
+  std::fill_n(dst, byte_size(stride, height), static_cast<unsigned char>(0));
   for (int y = 0; y < height; ++y) {
     const std::int32_t* const counts = counter.counts_of_row(y, [level](unsigned char p) { return p > level; });
     const unsigned char* const row = src + std::ptrdiff_t{y} * stride;
@@ -214,14 +215,14 @@ void vMMEventRemover(unsigned char* dst, unsigned char* src, int width, int stri
                      unsigned char level, int min_count, int square) {
   if (height < 1 || radius < 0) return;
   if (radius == 0) {
-    std::memmove(dst, src, byte_size(stride, height));
+    if (const std::size_t bytes = byte_size(stride, height); bytes != 0) std::memmove(dst, src, bytes);
     return;
   }
   if (radius > EventCounter::largest_radius) {
     vEventRemover(dst, src, width, stride, height, radius, level, min_count, square);
     return;
   }
-  std::memset(dst, 0, byte_size(stride, height));
+  std::fill_n(dst, byte_size(stride, height), static_cast<unsigned char>(0));
   if (width < 1) return;
   EventCounter counter(radius, square != 0, level);
   // One below the required count, of which the packed columns keep the low 8 bits, signed.
