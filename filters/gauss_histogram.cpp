@@ -208,7 +208,7 @@ void filter_groups(unsigned char* dst, const unsigned char* src, int width, std:
   }
 }
 
-/// `kernel` holds the window's weights row by row; their sum is at least 1.
+/// `weights` are those of the window, row by row; their sum is at least 1.
 void weighted_histogram_filter(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                                const float* weights, Window window, float lower, float upper, int mode) {
   if (!window.fits(width, height)) return;
@@ -222,7 +222,7 @@ void weighted_histogram_filter(unsigned char* dst, const unsigned char* src, int
     filter_groups(dst, src, width, stride, height, window, kernel, histograms, BandWidth(band));
 }
 
-/// `weights[...] = expf(-(x * x + y * y) * falloff)` over the window.
+/// Fills `weights` with `exp(-(x^2 + y^2) * falloff)` for each offset (x, y) of the window, row by row.
 void gauss_weights(float* weights, Window window, float falloff) {
   for (int y = -window.half_height; y <= window.half_height; ++y) {
     for (int x = -window.half_width; x <= window.half_width; ++x)

@@ -54,7 +54,7 @@ void sample_rows(float* histograms, const unsigned char* src, Range range, int w
   }
 }
 
-/// Replaces nothing but the gains of lines with samples, whose robust means all become the mean of these means.
+/// The gain that takes the robust mean of a line to the mean of all such means, 0 for a line without samples.
 void fill_gains(float* gains, const float* histograms, int lines, float lower_fraction, float upper_fraction) {
   float sum = 0.0f;
   int used = 0;

@@ -17,7 +17,7 @@ inline __m128i splat(unsigned char value) { return _mm_set1_epi8(static_cast<cha
 inline __m128i low_words(__m128i pixels) { return _mm_unpacklo_epi8(pixels, _mm_setzero_si128()); }
 inline __m128i high_words(__m128i pixels) { return _mm_unpackhi_epi8(pixels, _mm_setzero_si128()); }
 
-/// Whether a byte of 16 is not 0.
+/// Whether any of 16 bytes is not 0.
 inline bool any_set(__m128i bytes) { return _mm_testz_si128(bytes, bytes) == 0; }
 
 /// 0xFF where a pixel is at least, or at most, the other one; unsigned.

@@ -40,7 +40,7 @@ class Counters {
 /// Counts pairs of pixels, which takes half the stores; made for large images, since all cells are read at the end.
 ///
 /// Which pixel of a pair came first does not matter. So a pair is a pixel and the distance, at most 128 modulo 256, to
-/// the other one from there on: few enough cells of one byte that all of them stay in the first-level cache.
+/// the other one from there on: few enough cells of one byte that those in use stay in the first-level cache.
 class PairCounters {
  public:
   void add_row(const unsigned char* row, int width) {
@@ -81,7 +81,7 @@ class PairCounters {
 
   static int distance_of(int row) { return row < near_rows ? row : row & 1; }
 
-  /// Cells are found for the whole block before they are counted, to keep the waiting of the one from the other.
+  /// The cells of the whole block are found before any is counted, so that neither step waits for the other.
   void add_block(const unsigned char* pixels, int size) {
     using namespace frame;
     const __m128i near = _mm_setr_epi8(-126, -124, -122, -120, -118, -116, -114, -112, -126, -124, -122, -120, -118,

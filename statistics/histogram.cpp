@@ -12,9 +12,10 @@ namespace {
 constexpr int bins = 256;
 constexpr float largest_count = 16777216.0f;  // 2^24, where adding 1 in single precision changes nothing any more
 
-template <class Counters>
+/// By `Counters` or `PairCounters`.
+template <class Tally>
 Counts count(const unsigned char* src, int width, int stride, int height) {
-  Counters counters;
+  Tally counters;
   for (int y = 0; y < height; ++y) counters.add_row(src + std::ptrdiff_t{y} * stride, width);
   return counters.totals();
 }
@@ -25,7 +26,7 @@ void bitmap_histogram(float* hist, const unsigned char* src, int width, int stri
   if (hist == nullptr) return;
   std::fill_n(hist, bins, 0.0f);
   if (width < 1) return;
-  // A band is what 32-bit counters hold for sure.
+  // Images are counted in bands of no more pixels than a 32-bit counter holds.
   const auto band = static_cast<int>(std::min<std::uint32_t>(
       std::numeric_limits<std::uint32_t>::max() / static_cast<std::uint32_t>(width), std::numeric_limits<int>::max()));
   for (int y = 0; y < height;) {
