@@ -24,6 +24,16 @@ inline bool any_set(__m128i bytes) { return _mm_testz_si128(bytes, bytes) == 0; 
 inline __m128i at_least(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_max_epu8(a, b), a); }
 inline __m128i at_most(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_min_epu8(a, b), a); }
 
+/// The 16 bits from byte `2 * pair` of `bits` on as pixels, lowest bit first: 255 for each that is `set`, 0 for the
+/// others.
+inline __m128i pixels_of_bits(__m128i bits, int pair, bool set) {
+  const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+  const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
+  const __m128i bytes = _mm_add_epi8(first_byte_8_times_then_second, _mm_set1_epi8(static_cast<char>(2 * pair)));
+  return _mm_cmpeq_epi8(_mm_and_si128(_mm_shuffle_epi8(bits, bytes), bit_of_lane),
+                        set ? bit_of_lane : _mm_setzero_si128());
+}
+
 /// The frame of the pixel-wise kernels. For each row: `block(offset)` for each whole group of 16 pixels from the left,
 /// then `pixel(offset)` for each of the fewer than 16 that are left, `offset` counting from the image's first pixel.
 template <class Block, class Pixel>

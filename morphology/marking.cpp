@@ -223,15 +223,8 @@ class Marking {
 
   /// 64 pixels from their bits.
   void write_word(unsigned char* to, std::uint64_t word) const {
-    const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
-    const __m128i marked = hit_ != 0 ? bit_of_lane : _mm_setzero_si128();
-    const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
-    const __m128i bytes = _mm_cvtsi64_si128(static_cast<long long>(word));
-    const auto pixels = [&](int pair) {
-      const __m128i lanes = _mm_add_epi8(first_byte_8_times_then_second, _mm_set1_epi8(static_cast<char>(2 * pair)));
-      return _mm_cmpeq_epi8(_mm_and_si128(_mm_shuffle_epi8(bytes, lanes), bit_of_lane), marked);
-    };
-    for (int pair = 0; pair < 4; ++pair) store(to + 16 * pair, pixels(pair));
+    const __m128i bits = _mm_cvtsi64_si128(static_cast<long long>(word));
+    for (int pair = 0; pair < 4; ++pair) store(to + 16 * pair, frame::pixels_of_bits(bits, pair, hit_ != 0));
   }
 
   const Images& images_;

@@ -1,3 +1,5 @@
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "frame/packed.h"
@@ -35,14 +37,6 @@ void combine_blocks(unsigned char* dst, const unsigned char* a, const unsigned c
   for (std::ptrdiff_t i = 0; i < blocks; ++i) store(dst + 16 * i, packed(load(a + 16 * i), load(b + 16 * i)));
 }
 
-/// The 16 bits of `word` as bytes of 0 and 255, lowest bit first.
-__m128i expand(std::uint16_t word) {
-  const __m128i first_byte_8_times_then_second = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
-  const __m128i bit_of_lane = _mm_set1_epi64x(static_cast<long long>(0x8040201008040201ULL));
-  const __m128i bytes = _mm_shuffle_epi8(_mm_cvtsi32_si128(word), first_byte_8_times_then_second);
-  return _mm_cmpeq_epi8(_mm_and_si128(bytes, bit_of_lane), bit_of_lane);
-}
-
 }  // namespace
 
 namespace zeb {
@@ -77,15 +71,15 @@ void ExpandBM(unsigned char* dst, const unsigned char* src, int width, int heigh
   for (int y = 0; y < height; ++y) {
     const unsigned char* from = src + std::ptrdiff_t{y} * (src_pitch >> 3);
     unsigned char* to = dst + std::ptrdiff_t{y} * dst_stride;
-    const auto word_at = [from](int x) {
+    const auto expanded = [from](int x) {
       std::uint16_t word;
       std::memcpy(&word, from + x / 8, sizeof(word));
-      return word;
+      return pixels_of_bits(_mm_cvtsi32_si128(word), 0, true);
     };
-    for (int x = 0; x < whole; x += 16) store(to + x, expand(word_at(x)));
+    for (int x = 0; x < whole; x += 16) store(to + x, expanded(x));
     if (whole < width) {
       alignas(16) unsigned char rest[16];
-      store(rest, expand(word_at(whole)));
+      store(rest, expanded(whole));
       std::memcpy(to + whole, rest, static_cast<std::size_t>(width - whole));
     }
   }
