@@ -1,14 +1,21 @@
 #pragma once
 
-#include <cstdint>
+#include <smmintrin.h>
 
-#include "frame/packed.h"
+#include <cstdint>
 
 namespace zeb::statistics {
 
 /// Number of pixels as a 32-bit product that wraps around, the denominator of the measures.
 inline std::int32_t area(int width, int height) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(width) * static_cast<std::uint32_t>(height));
+}
+
+/// Weight of a whole histogram, in single precision from bin to bin.
+inline float sum_of(const float* hist, int bins) {
+  float sum = 0.0f;
+  for (int i = 0; i < bins; ++i) sum += hist[i];
+  return sum;
 }
 
 /// Sum of unsigned bytes modulo 2^32.

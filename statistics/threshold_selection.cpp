@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "frame/rounding.h"
+#include "statistics/reduction.h"
 #include "zeb/statistics.h"
 
 namespace zeb {
@@ -44,12 +45,6 @@ class ClassScores {
   MatBuffer<float> scores_;
 };
 
-float sum_of(const std::vector<float>& hist) {
-  float sum = 0.0f;
-  for (const float weight : hist) sum += weight;
-  return sum;
-}
-
 }  // namespace
 
 void otsu(const std::vector<float>& hist, int& first, int& last) {
@@ -91,7 +86,7 @@ std::vector<int> multi_otsu(const std::vector<float>& hist, int classes, int tot
   const auto limit = [&](int k) { return n - classes + k; };
   if (limit(0) <= 1) return best_cuts;
 
-  if (total == 0) total = frame::trunc(sum_of(hist));
+  if (total == 0) total = frame::trunc(statistics::sum_of(hist.data(), n));
   const ClassScores score(hist, static_cast<float>(total));
   std::vector<int> cut_list(best_cuts.size());
   std::vector<float> score_list(best_cuts.size() + 1);  // element k: the summed score of the first k classes

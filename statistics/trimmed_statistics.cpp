@@ -1,12 +1,7 @@
+#include "statistics/reduction.h"
 #include "zeb/statistics.h"
 
 namespace {
-
-float sum_of(const float* hist, int n) {
-  float sum = 0.0f;
-  for (int i = 0; i < n; ++i) sum += hist[i];
-  return sum;
-}
 
 /// The bins between two quantiles, ends included. The fractions are what the end bins count beyond their whole.
 struct Band {
@@ -16,7 +11,10 @@ struct Band {
   float first_fraction = 0.0f, last_fraction = 0.0f;
 
   Band(const float* hist, float total_, int n, float lower_, float upper_)
-      : total(1e-8f > total_ ? sum_of(hist, n) : total_), lower(lower_), upper(upper_), empty(1e-8f > total || n < 1) {
+      : total(1e-8f > total_ ? zeb::statistics::sum_of(hist, n) : total_),
+        lower(lower_),
+        upper(upper_),
+        empty(1e-8f > total || n < 1) {
     if (empty) return;
     widen();
 
