@@ -1,11 +1,13 @@
+#include <smmintrin.h>
+
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <optional>
 
 #include "filters/box_exact.h"
 #include "filters/box_window.h"
-#include "frame/packed.h"
 #include "frame/rounding.h"
 #include "frame/scratch.h"
 #include "zeb/filters.h"

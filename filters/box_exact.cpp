@@ -1,9 +1,13 @@
 #include "filters/box_exact.h"
 
+#include <smmintrin.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <numeric>
 
-#include "frame/packed.h"
 #include "frame/scratch.h"
 
 namespace zeb::filters {

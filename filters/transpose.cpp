@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 
 #include "frame/packed.h"
 #include "zeb/filters.h"

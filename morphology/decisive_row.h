@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "frame/packed.h"
 #include "morphology/element.h"
 
 namespace zeb::morphology {

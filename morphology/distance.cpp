@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "morphology/marking.h"
 #include "zeb/morphology.h"
 

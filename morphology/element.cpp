@@ -1,6 +1,7 @@
 #include "morphology/element.h"
 
 #include <cmath>
+#include <cstdint>
 
 namespace zeb::morphology {
 

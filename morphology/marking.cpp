@@ -1,7 +1,12 @@
 #include "morphology/marking.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
+#include "frame/packed.h"
 #include "morphology/decisive_row.h"
 #include "morphology/reach.h"
 #include "morphology/small_square.h"

@@ -1,5 +1,11 @@
 #include "morphology/reach.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/packed.h"
 #include "morphology/decisive_row.h"
 
 /// A decisive pixel marks as many rows of each column as the element is high there. So each source row becomes a row of

@@ -1,5 +1,11 @@
 #include "morphology/running_count.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "frame/packed.h"
+
 namespace zeb::morphology {
 namespace {
 

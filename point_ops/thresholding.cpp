@@ -1,3 +1,5 @@
+#include <cstddef>
+
 #include "frame/packed.h"
 #include "zeb/point_ops.h"
 

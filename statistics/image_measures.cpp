@@ -1,3 +1,7 @@
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/packed.h"
 #include "statistics/reduction.h"
 #include "zeb/point_ops.h"
 #include "zeb/statistics.h"

@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 
+#include "frame/packed.h"
 #include "statistics/reduction.h"
 #include "zeb/statistics.h"
 
