@@ -28,7 +28,7 @@ class ByteElement {
 
  private:
   static int side(int radius) {
-    constexpr int largest_radius = 23169;  // the number of bytes must fit 31 bits
+    constexpr int largest_radius = 23167;  // the bytes, rows padded to multiples of 64, must fit 31 bits
     if (radius < 0 || radius > largest_radius) throw zeb::mem::bad_allocation();
     return 2 * radius + 1;
   }

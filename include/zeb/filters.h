@@ -113,7 +113,7 @@ ZEB_API int generic_filter(Mat<unsigned char>& dst, const Mat<unsigned char>& sr
 /// \return 1, or 0 with nothing written: for an image smaller than the window, a null kernel, a negative half size or
 ///         lack of memory
 /// Weights are added in `float`, row by row. Where their sum exceeds the applied weights, a quantile that is never
-/// reached lies in bin 255.
+/// reached lies in bin 255. A statistic that is no number (see `hist_average`) gives 0.
 ZEB_API int iGenBMFilter(unsigned char* dst, const unsigned char* src, int width, int stride, int height,
                          const float* kernel, int half_width, int kernel_stride, int half_height, float lower_fraction,
                          float upper_fraction, int mode);
@@ -381,9 +381,10 @@ ZEB_API void vLineRowFilter(unsigned char* dst, unsigned char* src, unsigned cha
 /// truncated. The columns are mapped to `x = c * (last_x - first_x) / width + first_x - offset_x`, rows alike.
 /// \param dst            may be `src`; the padding is left alone
 /// \param coefficients   handed on to `surface`
-/// \param surface        called once per pixel, row by row. Its exceptions pass through; an empty one throws
-///                       `std::bad_function_call` at the first pixel. A value of 0 gives 255, for a pixel or `target`
-///                       of 0 no defined result.
+/// \param surface        called once per pixel, row by row. Its exceptions pass through, with the pixels before
+///                       written; an empty one throws `std::bad_function_call` at the first pixel. A value of 0 gives
+///                       255, or 0 for a pixel or `target` of 0; a negative value, -0 included, and one that is no
+///                       number give 0.
 /// \param target         the grey value that a pixel as bright as the surface becomes
 ZEB_API void AdaNorm(unsigned char* dst, unsigned char* src, const std::vector<float>& coefficients, float offset_x,
                      float offset_y, std::function<float(const std::vector<float>&, float, float)> surface, int width,

@@ -273,9 +273,9 @@ class Matrix {
   std::shared_ptr<T[]> storage;  ///< keeps the elements alive
 
   Matrix() = default;
-  /// A kernel of zeros. Throws `std::bad_alloc` ("bad allocation") for a negative size.
+  /// A kernel of zeros. Throws `std::bad_alloc` for a negative size ("bad allocation") and where memory is short.
   Matrix(int rows_, int cols_) : Matrix(rows_, cols_, {}) {}
-  /// A kernel from its elements row by row; missing ones are zero, surplus ones are ignored.
+  /// A kernel from its elements row by row; missing ones are zero, surplus ones are ignored. Throws as above.
   Matrix(int rows_, int cols_, std::initializer_list<T> row_major) : rows(rows_), cols(cols_) {
     if (rows < 0 || cols < 0) throw mem::bad_allocation();
     const std::size_t count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);

@@ -72,7 +72,7 @@ ZEB_API void closing(Mat<unsigned char>& dst, const Mat<unsigned char>& src, int
 /// Erosion or dilation that looks at the element around each pixel. Writes the columns below `width` only.
 ///
 /// Throws `std::bad_alloc` ("bad allocation") and leaves `dst` as it was where the element of `(2*radius+1)^2` bytes
-/// finds no memory, which includes any negative radius and radii above some 23000.
+/// finds no memory, which includes any negative radius and radii above 23167.
 ZEB_API void vMorphOp(unsigned char* dst, const unsigned char* src, int width, int stride, int height, int radius,
                       int operation, unsigned char threshold, int rectangular);
 

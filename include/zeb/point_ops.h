@@ -97,7 +97,7 @@ ZEB_API void vThresholdingInverseBinary(unsigned char* dst, const unsigned char*
 /// Expands a bitmap of one bit per pixel to bytes: a set bit gives 255, a clear one 0. The leftmost pixel is the lowest
 /// bit of a row's first byte.
 /// \param dst         `height` rows of `width` bytes, `dst_stride` bytes apart; `dst` and `dst_stride` should be
-///                    multiples of 16, which is fastest
+///                    multiples of 16, which is fastest. Must not overlap `src`.
 /// \param src         rows start `src_pitch >> 3` bytes apart and are read in words of 16 bits: a `width` that is no
 ///                    multiple of 16 still needs its last word whole
 /// \param src_pitch   in bits; bits beyond a multiple of 8 are dropped
@@ -110,8 +110,8 @@ ZEB_API void ExpandBM(unsigned char* dst, const unsigned char* src, int width, i
 ZEB_API void LogicBin(unsigned char* dst, const unsigned char* a, const unsigned char* b, int bit_count,
                       Logic_bin_mode mode);
 
-/// Bounding box of the set pixels, ends included. Note the order `width, height, stride`. An empty image gives
-/// `x_min = width`, `x_max = 0`, `y_min = height`, `y_max = 0`, by which callers recognise it.
+/// Bounding box of the set pixels, ends included. Note the order `width, height, stride`. An image without set pixels,
+/// or without any, gives `x_min = width`, `x_max = 0`, `y_min = height`, `y_max = 0`, by which callers recognise it.
 ZEB_API void vGetMinMaxBM(const unsigned char* src, int width, int height, int stride, int* x_min, int* x_max,
                           int* y_min, int* y_max);
 
@@ -160,12 +160,13 @@ ZEB_API void vBMSubS(unsigned char* dst, const unsigned char* src, unsigned char
                      int height);
 
 /// Product of two images. The last `width & 15` columns hold `min(a * b >> shift, 255)`, the shift modulo 32. In the
-/// whole groups of 16 before them a shift of 16 and more gives 0, and the shifted product loses its top bit: with a
-/// `shift` of 0, products from 32768 to 33023 give small values there (129 * 255 gives 127).
+/// whole groups of 16 before them a negative shift, or one of 16 and more, gives 0, and the shifted product loses its
+/// top bit: with a `shift` of 0, products from 32768 to 33023 give small values there (129 * 255 gives 127).
 ZEB_API void vBMMulS(unsigned char* dst, const unsigned char* a, const unsigned char* b, int width, int stride,
                      int height, int shift);
 
-/// Product with a factor, which should not be negative. The last `width & 15` columns hold `src * factor`, truncated
+/// Product with a factor, which should not be negative: that gives 0 in the last `width & 15` columns, but no useful
+/// pixels before them. The last `width & 15` columns hold `src * factor`, truncated
 /// and limited to 0..255; a product beyond 2^31 gives 0. The whole groups of 16 before them work in fixed point with
 /// the factor cut to eight significant bits, so they may differ by a grey level or more. With factors from 128 on,
 /// products of 32768 and more give 0 there instead of saturating; from about 256 on, as with an infinite or undefined

@@ -150,7 +150,7 @@ ZEB_API float hist_width(const float* hist, float total, int n, float lower, flo
 /// every chunk begins with the row that closed the one before it: rows 254, 508, 762, ... count twice, and as many rows
 /// at the bottom are not counted. A height that is a multiple of 255 ends with a chunk that consists of its first row
 /// alone, so that one row less is lost. By the same rule a height of 0 (and down to -254) counts the first row, which
-/// must exist, once. Callers rely on these numbers.
+/// must exist, once. Callers rely on these numbers. With a null image the packed forms count nothing.
 /// @{
 
 /// Pixels set in both images.
@@ -176,13 +176,14 @@ ZEB_API unsigned int uiBMMass(const unsigned char* src, int width, int stride, i
 
 /// Mean grey value of the pixels whose mask pixel is not 0, or of all pixels where `mask` is null. The sum is a
 /// single-precision number that takes the pixels in row order: beyond 2^24 it rounds at each pixel and at 2^32 it
-/// stays. No pixels, and a null `src`, give 0.
+/// stays. No pixels, and a null `src`, give 0. Without a mask the number of pixels is a 32-bit product that wraps
+/// around; where it comes to 0 the result is the sum.
 ZEB_API float fGetBMAver(const unsigned char* src, const unsigned char* mask, int width, int stride, int height);
 
 /// Mean grey value from a 32-bit integer sum that wraps around. Masks are made of 0 and 255: in the last `width & 15`
 /// columns any mask pixel but 0 selects its pixel, while the whole groups of 16 before them add `pixel & mask` to the
-/// sum and `mask & 1` to the number of pixels. A mask that selects nothing gives 0. A null `mask` selects all pixels,
-/// and then an empty area gives a NaN.
+/// sum and `mask & 1` to the number of pixels. A mask that selects nothing gives 0. A null `mask` selects all pixels;
+/// their number is a 32-bit product that wraps around then, and one of 0 makes the result a NaN or an infinity.
 ZEB_API float fMMGetBMAver(const unsigned char* src, const unsigned char* mask, int width, int stride, int height);
 
 /// Scales an image so that its mean becomes `value`, and returns the mean it had. The mean comes from samples: every

@@ -13,7 +13,7 @@ struct um {
   um() : value(0.0f) {}
   /// `length` micrometres. Implicit, so that `{0, 0}` is a pixel size.
   um(int length) : value(static_cast<float>(length)) {}  // NOLINT(google-explicit-constructor)
-  /// The same from a number with a fraction.
+  /// The same from a number with a fraction, in single precision: `{0.5f, 0.5f}`.
   um(float length) : value(length) {}  // NOLINT(google-explicit-constructor)
   /// An equal length.
   um(const um& other) = default;
