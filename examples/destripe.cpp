@@ -20,7 +20,7 @@ using Pixels = zeb::Image<unsigned char>;
 struct Options {
   std::string input;
   std::string prefix = "destripe";
-  float amplitude = 25;     // grey values
+  float amplitude = 25;     // grey values; below 1 rounding may leave no pattern
   float peak_factor = 100;  // times the mean magnitude
 };
 
@@ -95,8 +95,6 @@ void write_spectrum(const std::string& path, const Pixels& image) {
 void destripe(const Options& options) {
   const Pixels clean = middle_of(example::read_png(options.input, {}));
   const Pixels striped = with_pattern(clean, options.amplitude);
-  const double before = strength_of_pattern(striped);
-  if (before <= 0) throw std::runtime_error("there is no pattern; give an --amplitude above 0");
   const Pixels result = without_peaks(striped, options.peak_factor);
   example::write_png(options.prefix + "-before.png", striped);
   example::write_png(options.prefix + "-after.png", result);
@@ -105,7 +103,7 @@ void destripe(const Options& options) {
 
   std::printf("%s: the middle %d x %d pixels\n", options.input.c_str(), clean.width, clean.height);
   std::printf("pattern of %g grey values drawn over it; %.1f %% of it are left\n", double{options.amplitude},
-              100 * strength_of_pattern(result) / before);
+              100 * strength_of_pattern(result) / strength_of_pattern(striped));
   std::printf("pictures in %s-before.png, -after.png, -spectrum-before.png, -spectrum-after.png\n",
               options.prefix.c_str());
 }
@@ -118,7 +116,7 @@ int main(int argc, char** argv) {
   app.add_option("image", options.input, "8-bit grey PNG")->required();
   app.add_option("-o,--output", options.prefix, "beginning of the pictures' names")->capture_default_str();
   app.add_option("--amplitude", options.amplitude, "of the pattern, in grey values")
-      ->check(CLI::Range(0.0, 255.0))
+      ->check(CLI::Range(1.0, 255.0))
       ->capture_default_str();
   app.add_option("--peak-factor", options.peak_factor, "what counts as a peak, in mean magnitudes")
       ->capture_default_str();
