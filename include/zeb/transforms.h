@@ -64,9 +64,11 @@ ZEB_API void translate(Bitmap_<unsigned char>& dst, Bitmap_<unsigned char>& src,
 
 /// A smaller image: `transform` by the scale `factor`, cut to its top left part. Pixels are interpolated between
 /// direct neighbours only, without a low-pass filter before. Width, stride and height of the result are those of `src`
-/// multiplied by `factor` and truncated, its pixel sizes are those of `src` divided by `factor`. Even with a factor of
-/// 1 it goes through the packed warp, whose reciprocal is an estimate. The process ends for a factor above 1 or NaN.
-/// Throws `std::bad_alloc` ("bad allocation").
+/// multiplied by `factor` and truncated, its pixel sizes are those of `src` divided by `factor`. Its padding is not
+/// initialised. Even with a factor of 1 it goes through the packed warp, whose reciprocal is an estimate; so the stride
+/// of `src` should be a multiple of 4. A factor that leaves no whole column or row gives an image without pixels. The
+/// process ends for a factor above 1 or NaN and for a stride of `src` below its width. Throws `std::bad_alloc` ("bad
+/// allocation").
 ZEB_API Image<unsigned char> downsampling(Bitmap_<unsigned char>& src, float factor);
 
 /// \name Warps of plain buffers
