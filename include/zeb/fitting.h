@@ -168,8 +168,9 @@ ZEB_API void GetCrossPointHesse(float* x, float* y, float angle1, float distance
 /// The distance of two lines in the plane of angle and of distance in halves of `scale`. Angles are to lie in one turn.
 ZEB_API float fLineDistHesse(float angle1, float distance1, float angle2, float distance2, float scale);
 
-/// The signed distance of (`px`, `py`) from the line through two points; the plain distance from the second point where
-/// the two are nearer than 1e-5.
+/// The distance of (`px`, `py`) from the line through two points, positive to the right of the way from the first to
+/// the second as seen on a screen, else negative; the plain distance from the second point where the two are nearer
+/// than 1e-5.
 ZEB_API float distance_point_line(float px, float py, float x1, float y1, float x2, float y2);
 
 /// The distance of two points.
