@@ -34,13 +34,13 @@ struct Fit {
 
 TEST(CalcParam, RecoversASimilarityAndLeavesTheSecondSetTurned) {
   // The first set is the second one, turned by asin(0.6), doubled, and moved by (10, -20).
-  const Fit fit{{18, 2, 4, 16}, {-14, -26, -12, -28}, {5, -5, 0, 0}, {0, 0, 5, -5}};
+  const Fit fit{{18, 2, 20, 0}, {-14, -26, 0, -40}, {5, -5, 10, -10}, {0, 0, 5, -5}};
   const Floats ones(4, 1);
   for (const Fit& f : {fit.plain(), fit.weighted(ones, ones, ones)}) {
     const float expected[] = {10, -20, 10, -20, asinf(0.6f), 2, 2, 2};
     for (std::size_t i = 0; i < 8; ++i) EXPECT_NEAR(f.out[i], expected[i], 1e-5f) << i;
-    EXPECT_EQ(f.x1, (Floats{8, -8, -6, 6}));
-    EXPECT_EQ(f.y1, (Floats{6, -6, 8, -8}));
+    EXPECT_EQ(f.x1, (Floats{8, -8, 10, -10}));
+    EXPECT_EQ(f.y1, (Floats{6, -6, 20, -20}));
     for (std::size_t i = 0; i < 4; ++i) {
       EXPECT_NEAR(f.x2[i], f.x1[i] / 2, 1e-5f) << i;
       EXPECT_NEAR(f.y2[i], f.y1[i] / 2, 1e-5f) << i;
@@ -49,7 +49,7 @@ TEST(CalcParam, RecoversASimilarityAndLeavesTheSecondSetTurned) {
 }
 
 TEST(CalcParam, WeightsEnterEachSumAsTheirOwnFactors) {
-  const Fit centred = Fit{{1, 5}, {2, 5}, {-7, 1}, {-1, -1}}.weighted({1, 3}, {1, 1}, {6, 1});
+  const Fit centred = Fit{{1, 5}, {2, 5}, {-7, 1}, {-1, -1}}.weighted({1 / 128.0f, 3 / 128.0f}, {1, 1}, {6, 1});
   const Floats expected{(1 + 3 * 5) / 4, (6 * 2 + 3 * 5) / 9, (8 + 3 * 4) / 4, (6 * 3 + 3 * 6) / 9};
   EXPECT_EQ(Floats(centred.out.begin(), centred.out.begin() + 4), expected);
   // Two pairs are turned by asin(0.6), two are not.
@@ -63,23 +63,32 @@ TEST(CalcParam, WeightsEnterEachSumAsTheirOwnFactors) {
 }
 
 TEST(CalcParam, ScalesCountAllPairsOrWhatEntered) {
-  // Along x: twice, eight times, and turned round as long as it is; the last pair has no extent.
-  const Fit fit{{-2, 2, -24, 24, 5, -5, 0}, Floats(7), {-1, 1, -3, 3, -5, 5, 0}, Floats(7)};
-  const auto plain = fit.plain().out,
-             weighted = fit.weighted({1, 1, 2, 2, 1, 1, 1}, {1, 1, 3, 3, 1, 1, 1}, Floats(7, 1)).out;
-  // (2^2 * 2^2 * 8^2 * 8^2) ^ (1 / (2 * 7))
-  EXPECT_FLOAT_EQ(plain[5], powf(2, 16.0f / 14));
-  EXPECT_FLOAT_EQ(plain[6], powf(2, 16.0f / 14)) << "of squares: the sign does not matter";
-  // Two pairs count once, two twice, two once.
-  EXPECT_FLOAT_EQ(weighted[5], powf(2, (2 * 2 + 2 * 12) / 16.0f));
-  EXPECT_FLOAT_EQ(weighted[6], powf(2, (2 * 1 + 2 * 6 * 3) / 14.0f)) << "pairs of different signs do not enter";
+  // Along x: twice as far, a 16th, and turned round as far; the last pair has no extent.
+  const Fit fit{{-0.125f, 0.125f, -0.03125f, 0.03125f, 0.25f, -0.25f, 0},
+                Floats(7),
+                {-0.0625f, 0.0625f, -0.5f, 0.5f, -0.25f, 0.25f, 0},
+                Floats(7)};
+  const Floats ones(7, 1), w{1, 1, 2, 2, 1, 1, 1}, along{1, 1, 3, 3, 1, 1, 1};
+  const auto plain = fit.plain().out, weighted = fit.weighted(w, along, ones).out;
+  // As powers of 2: twice 2 and twice -8 of squares, in 7 pairs.
+  EXPECT_FLOAT_EQ(plain[5], powf(2, (2 * 2 - 2 * 8) / 14.0f));
+  EXPECT_FLOAT_EQ(plain[6], powf(2, (2 * 2 - 2 * 8) / 14.0f)) << "of squares: the sign does not matter";
+  EXPECT_FLOAT_EQ(weighted[5], powf(2, (2 * 2 - 2 * 2 * 8) / 16.0f)) << "the last pair does not enter";
+  EXPECT_FLOAT_EQ(weighted[6], powf(2, (2 * 1 - 2 * 6 * 4) / 14.0f)) << "nor do pairs of different signs";
   EXPECT_EQ(plain[7], 1);
   EXPECT_EQ(weighted[7], 1);
-  // The same along y.
-  const auto upright =
-      Fit{fit.y1, fit.x1, fit.y2, fit.x2}.weighted({1, 1, 2, 2, 1, 1, 1}, Floats(7, 1), {1, 1, 3, 3, 1, 1, 1}).out;
+  const auto upright = Fit{fit.y1, fit.x1, fit.y2, fit.x2}.weighted(w, ones, along).out;
   EXPECT_EQ(upright[6], 1);
   EXPECT_EQ(upright[7], weighted[6]);
+}
+
+TEST(CalcParam, PointsThatComeToLieOnAnAxisEnterItsPlainScaleAlone) {
+  const Floats ones(4, 1), none(4), across{1, -1, 1, -1}, along{4, 4, -4, -4};
+  const Fit upright{none, along, across, along}, lying{along, none, along, across};
+  EXPECT_EQ(upright.plain().out[6], 0);
+  EXPECT_EQ(upright.weighted(ones, ones, ones).out[6], 1);
+  EXPECT_EQ(lying.plain().out[7], 0);
+  EXPECT_EQ(lying.weighted(ones, ones, ones).out[7], 1);
 }
 
 TEST(CalcParam, SumsInSinglePrecisionInTheOrderOfThePoints) {
