@@ -31,6 +31,7 @@ TEST(Line, WorkedOutByHand) {
       {-1, 0, 2, 3, 0, {"#...", "#...", ".#.."}, "equal extents step in y"},
       {3, 2, 4, 2, 2, {"...#...", "..###..", ".#####.", "..###..", "...#..."}, "2 * 2 + 1 * 1 is more than 4"},
       {-4, 2, 2, 2, 1, {".....", "##...", "###..", "##...", "....."}, "comes from outside"},
+      {1, 0, 2, 0, 2, {"####"}, "a disk higher than the image"},
       {4, 2, INT32_MAX, 0, 1, {".....", "....#", "...##", "....#", "....."}, "ends where it has left the image"},
       {1, 1, INT32_MIN, 1, 0, {"...", "##.", "..."}, "to the left as well"},
       {2, 1, 3, 1, -1, {".....", ".....", "....."}, "a negative radius"},
