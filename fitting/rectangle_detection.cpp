@@ -274,7 +274,7 @@ void fill_region(unsigned char* src, unsigned char* outlines, const Geometry& g,
   const auto u = [](int v) { return static_cast<unsigned>(v); };
   zeb::Shape shape = zeb::find_next_shape(outlines, u(width), u(stride), u(height), u(row), u(column), false, true);
   if (shape.empty()) return;
-  vBMSet(src, 0, width, stride, height);
+  std::memset(src, 0, static_cast<std::size_t>(g.bytes()));
   const zeb::Point_<int> start = shape.start_point();
   ShapeBM(src, shape.chain_code(), width, stride, height, static_cast<int>(shape.size()), start.x, start.y, 1);
 }

@@ -247,9 +247,9 @@ ZEB_API bool find_point_on_line(unsigned char* bitmap, unsigned char* guide, uns
 /// \param src  the image; overwritten only with `fill`
 /// \param corners_x, corners_y  four values each: top-left, top-right, bottom-right, bottom-left. Fewer are written
 ///     where fewer corners exist, none without lines.
-/// \param fill  not 0: where the region around the middle of the corners can be traced, `src` is cleared and holds that
-///     region with the value 250. The region is looked up at the middle with row and column exchanged, so only a
-///     rectangle near the main diagonal is filled.
+/// \param fill  not 0: where the region around the middle of the corners can be traced, `src` is cleared, padding
+///     included, and holds that region with the value 250. The region is looked up at the middle with row and column
+///     exchanged, so only a rectangle near the main diagonal is filled.
 /// \param radius  above 0: the edges are dilated by a disk of this radius first
 /// \return 1 where there are exactly four corners, else 0; 0 too where memory is short, a size is below 1 or `stride`
 ///     is below `width`

@@ -125,7 +125,8 @@ ZEB_API void bitmap_histogram(float* hist, const unsigned char* src, int width, 
 /// \param hist   `n` bins
 /// \param total  weight of the whole, of which the quantiles are fractions, normally the sum of the bins; below 1e-8
 ///               that sum is computed. A total above it puts a quantile that is never reached into the last bin.
-/// \param lower  lower quantile, 0 to 1; up to 0.001 the band begins with bin 0, whatever it weighs
+/// \param lower  lower quantile, 0 to 1; up to 0.001 the band begins with bin 0, whatever it weighs; so it does
+///               where `lower` is 1 or more once the band is widened as told below
 /// \param upper  upper quantile, 0 to 1; from 0.999 on the band ends with bin `n - 1`, whatever it weighs
 ///
 /// A band narrower than 0.001, an inverted one included, becomes that wide: upwards from `lower`, near 1 downwards from

@@ -346,11 +346,12 @@ TEST(RectangleDetection, FillsTheRegionAroundTheMiddle) {
       ASSERT_TRUE(near_the_sides || scene.image(x, y) == (inside ? 250 : 0)) << x << ", " << y;
     }
   // Off the diagonal the exchanged position, column 120 of row 160, lies between the lines below the rectangle.
-  Scene wide(320, 240, 60, 25, 0, 220, 30);
+  Scene wide(318, 240, 60, 25, 0, 220, 30);
   ASSERT_EQ(Corners(wide.image, 1).found, 1);
   EXPECT_EQ(wide.image(160, 120), 0) << "the middle";
   EXPECT_EQ(wide.image(160, 200), 250);
   EXPECT_EQ(wide.image(50, 200), 0);
+  EXPECT_EQ(wide.image(318, 200), 0) << "padding is cleared too";
 }
 
 TEST(RectangleDetection, FillsUpToTheEndsOfALongDiagonal) {
