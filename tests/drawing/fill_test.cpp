@@ -92,10 +92,10 @@ TEST(MaskGrowth, FollowsItsPassesOnRandomImages) {
 }
 
 /// Square outlines, each from (x, x) to (last, last).
-Picture squares(int side, const std::vector<std::pair<int, int>>& corners) {
+Picture squares(int side, const std::vector<std::pair<int, int>>& corners, unsigned char value = 2) {
   Picture p(side, side + 4, side);
   for (const auto& [first, last] : corners)
-    vDrawRect(p.data(), side, side + 4, first, first, last - first, last - first, 0.0f, 9);
+    vDrawRect(p.data(), side, side + 4, first, first, last - first, last - first, 0.0f, value);
   return p;
 }
 
@@ -133,6 +133,8 @@ TEST(RegionFill, GapsAreClosedOnRequest) {
     EXPECT_EQ(filled(src, 0)(20, 20), gap == 0 ? 255 : 0) << gap;
     EXPECT_EQ(filled(src, 0)(30, 20), 255) << "the line itself";
   }
+  EXPECT_EQ(filled(squares(40, {{10, 30}}, 1), 0)(20, 20), 255);
+  EXPECT_EQ(filled(squares(40, {{10, 30}}, 1), 1)(20, 20), 0) << "lines of value 1 are lost in the closing";
   std::mt19937 engine(3);
   Picture src = Picture::random_binary(engine, 90, 94, 60, 0.3), closed(src), dilated(src);
   for (const int radius : {1, 2}) {
