@@ -19,32 +19,27 @@ using zeb::testing::Picture;
 namespace {
 
 TEST(Line, WorkedOutByHand) {
-  const struct {
-    int x1, y1, x2, y2, radius;
-    std::vector<std::string> rows;
-    const char* why;
-  } cases[] = {
-      {3, 1, 0, 1, 0, {".....", ".###.", "....."}, "the end point is left out"},
-      {0, 0, 2, 5, 0, {"#..", "#..", ".#.", ".#.", "..#", "..."}, "steps in y"},
-      {4, 5, 0, 3, 0, {".....", ".....", ".....", ".....", ".##..", "...##"}, "backward, halves round up"},
-      {0, -1, 4, 0, 0, {"####", "....", "...."}, "-0.5, -0.25, 0 and 0.25 are truncated to row 0"},
-      {-1, 0, 2, 3, 0, {"#...", "#...", ".#.."}, "equal extents step in y"},
-      {3, 2, 4, 2, 2, {"...#...", "..###..", ".#####.", "..###..", "...#..."}, "2 * 2 + 1 * 1 is more than 4"},
-      {-4, 2, 2, 2, 1, {".....", "##...", "###..", "##...", "....."}, "comes from outside"},
-      {1, 0, 2, 0, 2, {"####"}, "a disk higher than the image"},
-      {4, 2, INT32_MAX, 0, 1, {".....", "....#", "...##", "....#", "....."}, "ends where it has left the image"},
-      {1, 1, INT32_MIN, 1, 0, {"...", "##.", "..."}, "to the left as well"},
-      {2, 1, 3, 1, -1, {".....", ".....", "....."}, "a negative radius"},
-      {2, 1, 2, 1, 3, {".....", ".....", "....."}, "no step"},
-  };
-  for (const auto& c : cases) {
-    const Picture expected = Picture::text(c.rows);
+  const auto expect_line = [](Point_<int> from, Point_<int> to, int radius, const std::vector<std::string>& rows,
+                              const char* why) {
+    const Picture expected = Picture::text(rows);
     Picture p(expected.width(), expected.stride(), expected.height());
     auto bitmap = p.bitmap();
     bitmap.width = 1;  // the stride bounds it, not the width
-    zeb::draw_line(bitmap, {c.x1, c.y1}, {c.x2, c.y2}, 255, c.radius);
-    EXPECT_EQ(p, expected) << c.why;
-  }
+    zeb::draw_line(bitmap, from, to, 255, radius);
+    EXPECT_EQ(p, expected) << why;
+  };
+  expect_line({3, 1}, {0, 1}, 0, {".....", ".###."}, "the end point is left out");
+  expect_line({0, 0}, {2, 5}, 0, {"#..", "#..", ".#.", ".#.", "..#", "..."}, "steps in y");
+  expect_line({4, 3}, {0, 1}, 0, {".....", ".....", ".##..", "...##"}, "backward, halves round up");
+  expect_line({0, -1}, {4, 0}, 0, {"####", "...."}, "-0.5, -0.25, 0 and 0.25 are truncated to row 0");
+  expect_line({-1, 0}, {2, 3}, 0, {"#...", "#...", ".#.."}, "equal extents step in y");
+  expect_line({3, 2}, {4, 2}, 2, {"...#...", "..###..", ".#####.", "..###..", "...#..."}, "2 * 2 + 1 is more than 4");
+  expect_line({1, 0}, {2, 0}, 2, {"####"}, "a disk higher than the image");
+  expect_line({-4, 2}, {2, 2}, 1, {".....", "##...", "###..", "##...", "....."}, "comes from outside");
+  expect_line({4, 2}, {INT32_MAX, 0}, 1, {".....", "....#", "...##", "....#"}, "ends where it has left the image");
+  expect_line({1, 1}, {INT32_MIN, 1}, 1, {"##.", "###", "##."}, "to the left as well");
+  expect_line({2, 1}, {2, 1}, 3, {".....", "....."}, "no step");
+  expect_line({2, 1}, {3, 1}, -1, {".....", "....."}, "a negative radius");
 }
 
 TEST(Rectangle, OutlineEndsOnTheOppositeCorner) {
@@ -66,35 +61,22 @@ TEST(Rectangle, OutlineEndsOnTheOppositeCorner) {
 }
 
 TEST(Circle, IsAnOpenRingWithinAnAsymmetricSquare) {
-  using Rows = std::vector<std::string>;
-  const Rows nothing(5, "....."), around{".....", ".###.", ".#.#.", ".###.", "....."};
-  const struct {
-    int x, y;
-    float radius, thickness;
-    Rows rows;
-    const char* why;
-  } cases[] = {
-      {2, 2, 2.4f, 1, {".###.", "##.#.", "#....", "##.#.", "....."}, "from 1.96 to 5.76; the square is of radius 2"},
-      {2, 2, 2.5f, 0.6f, {".###.", "#...#", "#...#", "#...#", ".###."}, "from 3.61 to 6.25; halves round away"},
-      {2, 2, 2, 2, around, "neither 0 nor 4"},
-      {2, 2, 1.5f, 1.5f, around, "a radius of 2"},
-      {2, 2, 2, 3, {".....", ".#.#.", ".....", ".#.#.", "....."}, "a hole again"},
-      {0, 5, 3.5f, 1, {".....", ".....", "##...", "..#..", "...#."}, "from 6.25 to 12.25, clipped"},
-      {5, -1, 3.5f, 1, {"..#..", "...#.", "....#", ".....", "....."}, "clipped"},
-      {2, 2, 2, 0, nothing, "no thickness"},
-      {2, 2, -1, 1, nothing, "a negative radius"},
-      {2, 2, 2, -1, nothing, "a negative thickness"},
-      {2, 2, NAN, 1, nothing, "no number"},
-      {2, 2, 2, NAN, nothing, "no number"},
-      {2, 2, INFINITY, 1, nothing, "infinite"},
-      {2, 2, 3e9f, 3e9f, nothing, "a radius beyond the integers"},
-  };
-  for (const auto& c : cases) {
+  const auto ring = [](int x, int y, float radius, float thickness) {
     Picture p(5, 7, 5);
     auto bitmap = p.bitmap();
-    zeb::draw_circle(bitmap, {c.x, c.y}, c.radius, c.thickness, 255, DrawMode::overwrite);
-    EXPECT_EQ(p, Picture::text(c.rows, 7)) << c.why;
-  }
+    zeb::draw_circle(bitmap, {x, y}, radius, thickness, 255, DrawMode::overwrite);
+    return p;
+  };
+  const auto text = [](const std::vector<std::string>& rows) { return Picture::text(rows, 7); };
+  EXPECT_EQ(ring(2, 2, 2.4f, 1), text({".###.", "##.#.", "#....", "##.#.", "....."})) << "1.96 to 5.76 in -2 to 1";
+  EXPECT_EQ(ring(2, 2, 2.5f, 0.6f), text({".###.", "#...#", "#...#", "#...#", ".###."})) << "3.61 to 6.25 in -3 to 2";
+  EXPECT_EQ(ring(2, 2, 2, 2), text({".....", ".###.", ".#.#.", ".###.", "....."})) << "neither 0 nor 4";
+  EXPECT_EQ(ring(2, 2, 2, 3), text({".....", ".#.#.", ".....", ".#.#.", "....."})) << "a hole again";
+  EXPECT_EQ(ring(0, 5, 3.5f, 1), text({".....", ".....", "##...", "..#..", "...#."})) << "6.25 to 12.25, clipped";
+  EXPECT_EQ(ring(5, -1, 3.5f, 1), text({"..#..", "...#.", "....#", ".....", "....."}));
+  for (const auto& [radius, thickness] :
+       {std::pair{2.0f, 0.0f}, {-1, 1}, {2, -1}, {NAN, 1}, {2, NAN}, {INFINITY, 1}, {3e9f, 3e9f}})
+    EXPECT_EQ(ring(2, 2, radius, thickness), Picture(5, 7, 5)) << radius << ", " << thickness;
 }
 
 TEST(Circle, ModesReplaceOrWrap) {
