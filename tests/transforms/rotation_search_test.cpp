@@ -73,7 +73,7 @@ TEST(RotationFromLines, WithoutLinesTheFirstOfEqualShiftsScales) {
                                                 {40, 90, 120, 3},
                                                 {10, 11, 20, 1},
                                                 {1000, 1000, 2000, 41},
-                                                {1100, 1200, 2000, 41}}) {
+                                                {999, 999, 1998, 40}}) {
     Picture empty(width, width + 3, height);
     const float bins = static_cast<float>(n);
     EXPECT_EQ(turn_between(empty, empty), Turn(0, expf(static_cast<float>(-range) * logf(bins) / bins))) << n;
@@ -129,17 +129,20 @@ TEST(RotationFromPolar, AveragesTheFourBandsThatAgreeBest) {
 }
 
 TEST(RotationFromPolar, TracesProfilesShiftsAndResult) {
-  // In all bands but the last one, the first image has its spot in row 0 and the second one in row 2.
+  // In all bands but the last one, the first image has its spot in row 0 and the second one in row 2. The brightest one
+  // is as wide as its band.
   Picture a(64, 66, 5), b(a), trace(a), expected(a);
-  for (int x = 0; x < 60; x += 4) a(x, 0) = b(x + 3, 2) = 128;
+  for (int x = 0; x < 60; x += 4) a(x, 0) = b(x + 3, 2) = 64;
+  a(0, 0) = 128;
   const auto put = [&expected](int y, int x, std::vector<int> values) {
     for (const int value : values) expected(x++, y) = static_cast<unsigned char>(value);
   };
   for (int x = 0; x < 60; x += 4) {
-    put(0, x, {200, 120, 120, 120});
-    put(1, x, {120, 200, 120});
-    put(3, x, {120, 200, 200});
+    put(0, x, {200, 120, 120});
+    put(1, x, {120, 120});
+    put(3, x, {120, 200});
   }
+  expected(3, 0) = expected(2, 1) = 120;
   put(0, 60, {120, 120, 120});
   put(1, 60, {120});
   put(3, 60, {120});
