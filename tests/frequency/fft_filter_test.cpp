@@ -64,8 +64,10 @@ TEST(FftFilter, WindowFallsFromTheCentreToTheRim) {
 TEST(FftFilter, NotchTakesPeaksAboveTheMeanOutWithTheirSurroundings) {
   const int side = 64;
   // Peaks are more than 100 times as high as the mean. So is the origin, and the mean grey value goes with it.
-  const std::vector<Wave> peaks{{8, 1, 60}, {20, 30, 40}}, near_them{{10, 1, 3}, {6, 3, 3}, {20, 32, 3}},
-      others{{11, 1, 4}, {8, 4, 4}, {8, -1, 4}, {17, 30, 4}};
+  // Holes end at the first and the last row of the half spectrum, which holds the rows -1 and 0.
+  const std::vector<Wave> peaks{{8, 1, 50}, {25, -2, 40}},
+      near_them{{10, 1, 2}, {6, 3, 2}, {25, -4, 2}, {23, -2, 2}, {27, -1, 2}},
+      others{{11, 1, 3}, {5, 1, 3}, {8, 4, 3}, {8, -1, 3}, {25, -5, 3}, {25, 0, 3}, {22, -2, 3}, {28, -2, 3}};
   std::vector<Wave> all(peaks);
   for (const auto* more : {&near_them, &others}) all.insert(all.end(), more->begin(), more->end());
   const Picture src = scene(side, 128, all), dst = filtered(src, false, Filter::notch_peaks, {100});
@@ -87,18 +89,23 @@ TEST(FftFilter, NotchComparesWithTheMeanMagnitude) {
 
 TEST(FftFilter, EmphasisKeepsTheLowestFrequenciesButTheOrigin) {
   // Up to a radius of 5 the closing with its threshold of 0 takes everything for structure, which is multiplied by 255.
-  // Rows from 8 on are none of the lowest; the highest column frequency passes.
-  const std::vector<Wave> low{{4, 4, 20}, {8, 8, 30}}, high{{4, -4, 1}};
-  const Picture src = scene(16, 100, {low[0], low[1], high[0]}),
-                small = filtered(src, false, Filter::emphasise_peaks, {9, 2, 5});
+  // Rows and columns from 8 on are none of the lowest; the highest column frequency passes.
+  const std::vector<Wave> low{{4, 4, 20}, {8, 8, 30}};
+  const Wave high{4, 8, 1}, column{8, 0, 1};
+  const Picture dst16 = filtered(scene(16, 100, {low[0], low[1], high}), false, Filter::emphasise_peaks, {9, 2, 5});
   for_each_pixel(16, 16, [&](int x, int y) {
-    const double expected = sum_of(low, 16, x, y) + 255 * sum_of(high, 16, x, y);
-    ASSERT_EQ(small(x, y), std::lround(std::clamp(expected, 0.0, 255.0))) << x << ", " << y;
+    const double expected = sum_of(low, 16, x, y) + 255 * sum_of({high}, 16, x, y);
+    ASSERT_EQ(dst16(x, y), std::lround(std::clamp(expected, 0.0, 255.0))) << x << ", " << y;
   });
+  const Picture dst32 = filtered(scene(32, 100, {column}), false, Filter::emphasise_peaks, {9, 2, 5});
+  for_each_pixel(32, 32, [&](int x, int y) { ASSERT_EQ(dst32(x, y), x % 4 == 0 ? 255 : 0) << x << ", " << y; });
+}
 
+TEST(FftFilter, EmphasisDependsOnItsThreeParameters) {
   const Picture large = scene(64, 90, {{8, 0, 30}, {5, 12, 30}, {0, 1, 25}}),
                 dst = filtered(large, true, Filter::emphasise_peaks, {9, 2, 7});
-  EXPECT_FALSE(same(dst, filtered(large, true, Filter::emphasise_peaks, {9, 2, 5}))) << "beyond, peaks alone";
+  for (const auto& other : {std::vector<float>{5, 2, 7}, {9, 0.5f, 7}, {9, 2, 5}})
+    EXPECT_FALSE(same(dst, filtered(large, true, Filter::emphasise_peaks, other))) << ::testing::PrintToString(other);
   EXPECT_TRUE(same(dst, filtered(large, true, Filter::emphasise_peaks, {9.9f, 2, 7.9f}))) << "sizes are truncated";
 }
 
