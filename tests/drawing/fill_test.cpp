@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -8,10 +9,7 @@
 #include "zeb/drawing.h"
 #include "zeb/morphology.h"
 
-using zeb::testing::for_each_pixel;
-using zeb::testing::pick;
-using zeb::testing::Picture;
-using zeb::testing::same;
+using namespace zeb::testing;
 
 namespace {
 
@@ -58,22 +56,31 @@ TEST(FloodFill, OutgrowsItsFirstStack) {
   for (int x = 0; x < 4001; ++x) ASSERT_EQ(p(x, 2), x % 2 == 0 ? 9 : 255) << x;
 }
 
-TEST(MaskGrowth, GrowsOverSimilarNeighboursInAllDirections) {
-  // From 10 up to 30, and from 70 down to 41; 61 is like its neighbour across, 51, alone.
-  const Picture src = Picture::grey(
-      {{9, 9, 9, 9, 9, 9, 70}, {10, 20, 30, 41, 51, 60, 9}, {90, 90, 90, 61, 50, 90, 90}, {9, 9, 9, 61, 50, 9, 9}}, 9);
-  Picture mask(7, 9, 4), narrow(2, 2, 5), narrow_src(2, 2, 5);
-  mask(0, 1) = 3, mask(6, 0) = 1, narrow(0, 0) = 255;
-  vFillContMsk(src.data(), mask.data(), 7, 9, 4, 10);
-  EXPECT_EQ(
-      mask,
-      Picture::grey(
-          {{0, 0, 0, 0, 0, 0, 1}, {3, 255, 255, 255, 255, 255, 0}, {0, 0, 0, 255, 255, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
-          9))
-      << "the border seeds but does not grow";
-  const Picture before(narrow);
-  vFillContMsk(narrow_src.data(), narrow.data(), 2, 2, 5, 255);
-  EXPECT_EQ(narrow, before);
+TEST(MaskGrowth, SetsWhatSimilarNeighboursReach) {
+  for_each_trial(400, 90, 30, [](Trial t) {
+    const auto& [width, stride, height, offset] = t.g;
+    t.src.fill([&](int x, int y) { return t.src(x, y) % 60; });
+    const int tolerance = pick(t.engine, 0, 40);
+    Picture expected(width, stride, height);
+    for (int n = pick(t.engine, 0, 3); n > 0 && height > 0; --n)
+      expected(pick(t.engine, 0, width - 1), pick(t.engine, 0, height - 1)) =
+          static_cast<unsigned char>(pick(t.engine, 1, 255));
+    Picture mask(expected);
+    // The border seeds but does not grow.
+    for (bool changed = true; changed;) {
+      changed = false;
+      for (int y = 1; y < height - 1; ++y)
+        for (int x = 1; x < width - 1; ++x)
+          for (int k = 0; k < 9 && expected(x, y) == 0; ++k) {
+            const int u = x + k % 3 - 1, v = y + k / 3 - 1;
+            if (expected(u, v) == 0 || std::abs(t.src(u, v) - t.src(x, y)) > tolerance) continue;
+            expected(x, y) = 255;
+            changed = true;
+          }
+    }
+    vFillContMsk(t.src.data(), mask.data(), width, stride, height, static_cast<unsigned char>(tolerance));
+    ASSERT_TRUE(same(expected, mask)) << "tolerance " << tolerance;
+  });
 }
 
 /// Square outlines, each from (first, first) to (last, last).
