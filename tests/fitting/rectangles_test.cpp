@@ -174,8 +174,8 @@ void expect_upright(Picture& image, int radius, float left, float top, float rig
   ASSERT_EQ(c.found, 1);
   const float x[] = {left, right, right, left}, y[] = {top, top, bottom, bottom};
   for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_NEAR(c.x[i], x[i], 1.5f) << i;
-    EXPECT_NEAR(c.y[i], y[i], 1.5f) << i;
+    EXPECT_NEAR(c.x[i], x[i], 0.95f) << i;
+    EXPECT_NEAR(c.y[i], y[i], 0.95f) << i;
   }
 }
 
@@ -184,22 +184,24 @@ TEST(RectangleDetection, DropsObliqueLinesAndTheInnerOnesOfBundles) {
     const char* what;
     int x1, y1, x2, y2, radius, value;
   } lines[] = {
-      {"nothing else", 0, 0, 0, 0, 0, 0},
-      {"a bright oblique line", 0, 50, 400, 330, 4, 220},
-      {"a grey oblique line", 120, 400, 400, 30, 6, 120},
-      {"a stripe across", 80, 185, 320, 185, 5, 30},
-      {"a stripe down", 155, 100, 155, 300, 5, 30},
+      {"a bright oblique line", 0, 50, 400, 330, 4, 220}, {"a grey oblique line", 120, 400, 400, 30, 6, 120},
+      {"a stripe across", 80, 185, 320, 185, 5, 30},      {"a stripe down", 155, 100, 155, 300, 5, 30},
       {"a stripe near a side", 80, 270, 320, 270, 6, 30},
   };
+  Picture plain(400, 400, 400, 30), halves(plain);
+  vFillRect(plain.data(), 80, 100, 320, 300, 400, 400, 220);
   for (const auto& line : lines)
     for (const int radius : {0, 1}) {
       SCOPED_TRACE(::testing::Message() << line.what << ", radius " << radius);
-      Picture image(400, 400, 400, 30);
-      vFillRect(image.data(), 80, 100, 320, 300, 400, 400, 220);
+      Picture image(plain);
       vLine(image.data(), line.x1, line.y1, line.x2, line.y2, 400, 400, static_cast<unsigned char>(line.value),
             line.radius);
-      expect_upright(image, radius, 80, 100, 320, 300);
+      expect_upright(image, radius, 79.5f, 99.5f, 319.5f, 299.5f);
     }
+  vFillRect(halves.data(), 80, 100, 320, 300, 400, 400, 142);
+  vFillRect(halves.data(), 80, 100, 320, 220, 400, 400, 254);
+  expect_upright(halves, 0, 79.5f, 99.5f, 319.5f, 299.5f);
+  EXPECT_NE(Corners(plain, 0, 0).x[0], Corners(plain, 0, 1).x[0]) << "a radius of 1 widens the edges";
 }
 
 TEST(RectangleDetection, CompletesMissingSidesFromTheSteepestSums) {
@@ -208,10 +210,10 @@ TEST(RectangleDetection, CompletesMissingSidesFromTheSteepestSums) {
     int x1, y1, x2, y2;
     float left, top, right, bottom;
   } cases[] = {
-      {0, 0, 80, 240, 2, 2, 80, 237},
-      {0, 0, 320, 80, 2, 2, 317, 80},
-      {0, 80, 320, 240, 2, 80, 317, 237},
-      {60, 80, 150, 240, 60, 80, 150, 237},
+      {0, 0, 80, 240, 2, 2, 79.5f, 237},
+      {0, 0, 320, 80, 2, 2, 317, 79.5f},
+      {0, 80, 320, 240, 2, 79.5f, 317, 237},
+      {60, 80, 150, 240, 59.5f, 79.5f, 149.5f, 237},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::Message() << c.x1 << ',' << c.y1 << ' ' << c.x2 << ',' << c.y2);
@@ -222,9 +224,8 @@ TEST(RectangleDetection, CompletesMissingSidesFromTheSteepestSums) {
   // An edge that bends at row 120, far enough from the middle for one line each. They are equally oblique to each
   // other, and the first one found, the longer lower one, is dropped. The sums of the rows rise first where it begins.
   Picture bent(240, 240, 240, 20);
-  for (int y = 0; y < 240; ++y)
-    for (int x = 0; x < 80 + std::max(0, y - 120) / 2; ++x) bent(x, y) = 200;
-  expect_upright(bent, 0, 2, 121, 80, 237);
+  bent.fill([](int x, int y) { return x < 80 + std::max(0, y - 120) / 2 ? 200 : 20; });
+  expect_upright(bent, 0, 2, 121, 79.5f, 237);
 }
 
 TEST(RectangleDetection, CompletesATurnedRectangle) {
