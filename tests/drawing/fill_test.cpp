@@ -149,6 +149,11 @@ TEST(RegionFill, ALonePixelUsesUpItsLayer) {
   EXPECT_EQ(filled(src, 0)(35, 35), 0);
 }
 
+TEST(RegionFill, LinesFillThemselves) {
+  EXPECT_EQ(filled(Picture(1, 1, 4, 9), 0), Picture(1, 1, 4, 255));
+  EXPECT_EQ(filled(Picture(4, 4, 1, 9), 0), Picture(4, 4, 1, 255));
+}
+
 TEST(RegionFill, CancelsBetweenShapes) {
   // The destination itself serves as the word: the shape that paints it is the last one.
   Picture column(40, 40, 60);

@@ -37,7 +37,8 @@ TEST(Line, WorkedOutByHand) {
   expect_line({1, 0}, {2, 0}, 2, {"####"}, "a disk higher than the image");
   expect_line({-4, 2}, {2, 2}, 1, {".....", "##...", "###..", "##...", "....."}, "comes from outside");
   expect_line({4, 2}, {INT32_MAX, 0}, 1, {".....", "....#", "...##", "....#"}, "ends where it has left the image");
-  expect_line({1, 1}, {INT32_MIN, 1}, 1, {"##.", "###", "##."}, "to the left as well");
+  expect_line({1, 1}, {INT32_MIN, 1}, 0, {"...", "##."}, "to the left as well");
+  expect_line({1, 1}, {INT32_MIN, 1}, 1, {"##.", "###", "##."}, "with a brush");
   expect_line({2, 1}, {2, 1}, 3, {".....", "....."}, "no step");
   expect_line({2, 1}, {3, 1}, -1, {".....", "....."}, "a negative radius");
 }
