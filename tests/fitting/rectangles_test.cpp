@@ -226,13 +226,13 @@ TEST(RectangleDetection, CompletesMissingSidesFromTheSteepestSums) {
   Picture bent(240, 240, 240, 20);
   bent.fill([](int x, int y) { return x < 80 + std::max(0, y - 120) / 2 ? 200 : 20; });
   expect_upright(bent, 0, 2, 121, 79.5f, 237);
-  // Here the upright part is the longer one, and the rectangle is turned with the other one.
-  bent.fill([](int x, int y) { return x < 60 + std::max(0, 80 - y) / 2 ? 200 : 20; });
+  // A single edge, which turns the rectangle.
+  bent.fill([](int x, int y) { return x < 40 + y / 2 ? 200 : 20; });
   const Corners turned(bent);
   EXPECT_EQ(turned.found, 1);
   int on_the_edge = 0;
   for (std::size_t i = 0; i < 4; ++i)
-    if (std::fabs(zeb::distance_point_line(turned.x[i], turned.y[i], 60, 80, 100, 0)) < 1.5f) ++on_the_edge;
+    if (std::fabs(zeb::distance_point_line(turned.x[i], turned.y[i], 40, 0, 160, 240)) < 1.5f) ++on_the_edge;
   EXPECT_EQ(on_the_edge, 2);
 }
 
