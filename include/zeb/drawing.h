@@ -120,7 +120,8 @@ ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int wid
 /// no area and cannot be passed, so that it uses up its layer and what lies below it in the image stays unpainted.
 ///
 /// \param dst     cleared first, padding included, then painted; may be `src`
-/// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2
+/// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2,
+///                which take only pixels above 1 as set: outlines of value 1 vanish
 /// \param cancel  null, or a word that ends the work when another thread makes it non-zero: it is read before each
 ///                layer and each outline, without synchronisation. What was painted so far stays
 ///
