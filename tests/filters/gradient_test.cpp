@@ -86,6 +86,7 @@ TEST(Edges, LevelIsExceededStrictly) {
   const Picture four = Picture::grey({{0, 0, 30, 30}, {0, 0, 30, 30}, {0, 0, 30, 30}, {0, 0, 30, 30}});
   const Picture larger = Picture::grey({{0, 0, 31, 30}, {0, 0, 31, 30}, {1, 0, 31, 30}, {0, 0, 31, 30}});
   EXPECT_EQ(edges(four, 0, 0), Picture(4, 4, 4));
+  EXPECT_EQ(edges(Picture(1, 1, 3, 50), 0, 0), Picture(1, 1, 3));
   EXPECT_EQ(edges(larger, 0, -9), Picture::text({"....", ".#..", "....", "...."}));
 }
 
@@ -109,7 +110,7 @@ TEST(Edges, CorrelateWithTheNeighboursAcrossTheirDirection) {
     const auto marked = [&](int x, int y) {
       return std::min(x, y) >= 2 && std::max(x, y) <= 6 && (across(x, y) == 7 || across(x, y) == 8) ? 255 : 0;
     };
-    EXPECT_EQ(edges(diagonal, 1, 48), Picture(9, 9, 9).fill(marked));
+    for (const int level : {20, 48}) EXPECT_EQ(edges(diagonal, 1, level), Picture(9, 9, 9).fill(marked)) << level;
     EXPECT_EQ(edges(diagonal, 1, 49), Picture(9, 9, 9));
   }
 }

@@ -52,6 +52,7 @@ TEST(LineRowFilter, EqualisesColumns) {
   set_column(src, 4, 1, 39), set_column(expected, 4, 1, 39);
   set_column(src, 3, 40, 20), set_column(expected, 3, 0, 20);  // out of range: takes no part and becomes black
   EXPECT_EQ(destriped(src, {1, 39}), expected);
+  EXPECT_EQ(destriped(Picture(1, 1, 2, 50), {51, 255}), Picture(1, 1, 2)) << "no line has a level";
 }
 
 TEST(LineRowFilter, LevelsLieBetweenTheFractionsAndProductsEndAt255) {
@@ -97,8 +98,9 @@ TEST(AdaNorm, DividesByASurface) {
     return int{image(2, 0)};
   };
   EXPECT_EQ(of_surface(30.0f), 33);
-  EXPECT_EQ(of_surface(0.0f), 255);
+  EXPECT_EQ(of_surface(3.922f), 254) << "254.97";
   EXPECT_EQ(of_surface(0.01f), 255);
+  EXPECT_EQ(of_surface(0.0f), 255);
   EXPECT_EQ(of_surface(-3.0f), 0);
   EXPECT_EQ(of_surface(INFINITY), 0);
   EXPECT_EQ(of_surface(12.0f, 15), 124) << "100 / 12 is rounded down, and 15 times as much too";
