@@ -95,20 +95,21 @@ TEST(GaussFilter, WeighsHistogramsOnAnyLayout) {
 }
 
 TEST(HistogramEqualisation, CountsTheSmoothedBinsBelow) {
-  const auto equalised = [](int most, int last_column = -1) {
-    Picture p(20, 24, 3);
-    p.fill([=](int x, int) { return x == 19 && last_column >= 0 ? last_column : most; });
-    zeb::vHistEqual(p.data(), p.data(), 20, 24, 3);
-    return std::pair{int{p(0, 0)}, int{p(19, 0)}};
+  // What becomes of one grey value and of another one in the last columns.
+  const auto equalised = [](int width, int most, int columns = 0, int other = 0) {
+    Picture p(width, 24, 3);
+    p.fill([=](int x, int) { return x < width - columns ? most : other; });
+    zeb::vHistEqual(p.data(), p.data(), width, 24, 3);
+    return std::pair{int{p(0, 0)}, int{p(width - 1, 2)}};
   };
   using Pair = std::pair<int, int>;
-  EXPECT_EQ(equalised(0), Pair(0, 0));
-  for (const int grey : {1, 2, 3}) EXPECT_EQ(equalised(grey), Pair(102, 102)) << "1 / 2.5, partly of mirror images";
-  for (const int grey : {4, 253, 254, 255}) EXPECT_EQ(equalised(grey), Pair(76, 76)) << "(0.25 + 0.5) / 2.5";
-  // Below 255 lie (0.25 + 0.5 + 1 + 0.5 + 0.25) / 2.5 of the 57 pixels of 252, 0.25 / 2.5 more of their mirror image,
-  // and (0.25 + 0.5) / 2.5 of the other 3.
-  EXPECT_EQ(equalised(252, 255), Pair(72, 255)) << "(0.25 + 0.5) / 2.5 * 57 / 60, and more than all";
-  EXPECT_EQ(equalised(255, 252), Pair(86, 3)) << "(2.75 * 3 + 0.75 * 57) / 2.5 / 60, and 0.75 * 3 / 2.5 / 60";
+  EXPECT_EQ(equalised(20, 0), Pair(0, 0));
+  for (const int grey : {1, 2, 3}) EXPECT_EQ(equalised(20, grey), Pair(102, 102)) << "1 / 2.5, with mirror images";
+  for (const int grey : {4, 253, 254, 255}) EXPECT_EQ(equalised(1, grey), Pair(76, 76)) << "(0.25 + 0.5) / 2.5";
+  // Of 252 count (0.25 + 0.5) / 2.5 below itself, and (0.25 + 0.5 + 1 + 0.5 + 0.25) / 2.5 and 0.25 / 2.5 of its mirror
+  // image below 255.
+  EXPECT_EQ(equalised(20, 252, 10, 255), Pair(38, 178)) << "0.75 / 2.5 / 2 and (2.75 + 0.75) / 2.5 / 2";
+  EXPECT_EQ(equalised(20, 252, 1, 255), Pair(72, 255)) << "0.75 / 2.5 * 0.95, and more than all";
 }
 
 TEST(Grain, CoarseExtremesAreCarriedFromCellToCell) {
