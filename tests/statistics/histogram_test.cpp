@@ -80,7 +80,7 @@ TEST(TrimmedStatistics, OfABand) {
       {0.0f, 0.999f, 240 / (0.999f * 16), 256.0f},
       // Bands of 0.001: the last of bin 10 to the first 0.016 of bin 20; within bin 20; downwards from 1.
       {0.5f, 0.5f, 20.0f, 11 - 1 - 0.998f},
-      {0.75f, 0.25f, 20.0f, 0.002f},
+      {0.95f, 0.25f, 20.0f, 0.002f},
       {1.0f, 1.0f, 20.0f, 236 - 0.998f},
       {2.0f, 5.0f, 240 / (3.0f * 16), 256.0f},
   };
@@ -100,6 +100,7 @@ TEST(TrimmedStatistics, OfUnusualTotalsAndHistograms) {
   // A lower quantile beyond all weight ends in the last bin: (4 - 0.9 * 100) / 1 - 1 for its fraction.
   EXPECT_NEAR(zeb::hist_width({1, 1, 1, 1}, 100.0f, 0.9f, 1.0f), 1 - 87.0f, 1e-4f);
   EXPECT_EQ(zeb::hist_average({}, 5.0f, 0.2f, 0.8f), 0.0f);
+  EXPECT_EQ(zeb::hist_width({5}, 0.0f, 1.0f), 1.0f);
   EXPECT_EQ(zeb::hist_width({0, 0.9e-8f}, 0.0f, 1.0f), 0.0f);
   EXPECT_EQ(zeb::hist_width({0, 1.1e-8f}, 0.0f, 1.0f), 2.0f);
   // The lower half ends 0.001 early and exactly with bin 0, whose rest weighs nothing in the mean.

@@ -124,7 +124,7 @@ TEST(Normalise, SamplesAGridAndScales) {
     auto image = p.mat();
     return zeb::norm(image, image, 100);
   };
-  EXPECT_EQ(mean_of(399, 200), 100.0f) << "from 200 on every second row and column";
+  EXPECT_EQ(mean_of(200, 200), 100.0f) << "from 200 on every second row and column";
   EXPECT_EQ(mean_of(199, 399), 29800 / 199.0f) << "all 199 columns";
   EXPECT_EQ(mean_of(399, 199), 29800 / 199.0f);
 
