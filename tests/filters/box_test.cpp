@@ -75,12 +75,12 @@ Picture expected_with(const Call& c, Picture dst, const Picture& src) {
   for (int row = -up_h; row < down_h; ++row) add_row(row, 1);
   for (int y = 0; y < h; add_row(y + down_h, 1), add_row(y - up_h, -1), ++y) {
     std::array<Sum, 2> row{};
-    for (const std::size_t k : {0, 1})
+    for (const std::size_t k : {0u, 1u})
       for (int i = -up_w; i < down_w; ++i) row[k] += column(k, std::max(i, 0));
     for (int x = 0; x < w || (c.packed && x < first_packed);) {
       if (c.packed && first_packed <= x && x < end_packed) {
         Sum sums[2][4];
-        for (const std::size_t k : {0, 1}) {
+        for (const std::size_t k : {0u, 1u}) {
           Sum d[4];
           for (int i = 0; i < 4; ++i) d[i] = column(k, x + down_w + i) - column(k, x - up_w + i);
           const Sum slid[] = {d[0], d[1] + d[0], d[2] + d[1] + d[0], d[3] + d[2] + (d[1] + d[0])};
@@ -96,7 +96,7 @@ Picture expected_with(const Call& c, Picture dst, const Picture& src) {
         }
         continue;
       }
-      for (const std::size_t k : {0, 1})
+      for (const std::size_t k : {0u, 1u})
         row[k] = row[k] + column(k, std::min(x + down_w, w - 1)) - column(k, std::max(x - up_w, 0));
       const Sum divisor = c.mask != nullptr ? row[1] : static_cast<Sum>(area);
       const std::int64_t offset = c.packed || c.mask != nullptr ? c.offset : 128;

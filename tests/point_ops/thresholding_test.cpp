@@ -90,8 +90,8 @@ Box box_by(F f, const Picture& p, int width, int height) {
 
 TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
   for_each_trial(500, 200, 4, [](Trial t) {
-    const auto [width, stride, height, offset] = t.g;
-    Picture image(width, stride, height, 0, offset);
+    const int width = t.g.width, height = t.g.height;
+    Picture image(width, t.g.stride, height, 0, t.g.offset);
     for (int n = pick(t.engine, 0, 4); n > 0 && height > 0; --n)
       image(pick(t.engine, 0, width - 1), pick(t.engine, 0, height - 1)) = pick(t.engine, 0, 1) ? 255 : 100;
     Box exact{width, 0, height, 0}, packed = exact;

@@ -9,8 +9,6 @@
 #include "tests/support/random_geometry.h"
 #include "zeb/statistics.h"
 
-using zeb::testing::Geometry;
-using zeb::testing::pick;
 using zeb::testing::Picture;
 using zeb::testing::same_bits;
 using Histogram = std::vector<float>;
@@ -24,14 +22,13 @@ Histogram with_bins(std::size_t n, const std::vector<std::pair<std::size_t, floa
 }
 
 TEST(BitmapHistogram, CountsTheAreaWithoutPadding) {
-  std::mt19937 engine(1);
-  for (int round = 0; round < 200; ++round) {
-    const auto g = Geometry::random(engine);
-    auto picture = g.picture(engine);
+  const auto test = [](zeb::testing::Trial t) {
     Histogram expected(256);
-    zeb::testing::for_each_pixel(g.width, g.height, [&](int x, int y) { expected[picture(x, y)] += 1.0f; });
-    ASSERT_EQ(zeb::histogram(picture.bitmap()), expected) << g;
-  }
+    zeb::testing::for_each_pixel(t.g.width, t.g.height, [&](int x, int y) { expected[t.src(x, y)] += 1.0f; });
+    ASSERT_EQ(zeb::histogram(t.src.bitmap()), expected);
+  };
+  zeb::testing::for_each_trial(200, 200, 40, test);
+  zeb::testing::for_each_trial(50, 600, 500, test);
   Histogram hist(257, 9.0f);
   bitmap_histogram(hist.data(), nullptr, -5, 1, 1);
   EXPECT_EQ(hist, with_bins(257, {{256, 9.0f}})) << "cleared without pixels, too";
