@@ -15,11 +15,11 @@ namespace {
 
 using Weights = std::vector<float>;
 
-/// The centre pixel of a 3 by 3 image of 10, 20, ... 90. Kernel sizes of 3 and 4 both stand for a window of 3.
+/// The centre pixel of a 3 by 3 image of 10, 20, ... 90. Kernels of 3 and of 4 rows both stand for 3.
 int centre_of_ramp(Weights weights, float lower, float upper, int mode, int kernel_stride = 3) {
   Picture src = Picture::grey({{10, 20, 30}, {40, 50, 60}, {70, 80, 90}}), dst(3, 3, 3);
   auto out = dst.mat();
-  EXPECT_EQ(zeb::generic_filter(out, src.mat(), {weights.data(), 4, kernel_stride, 4}, lower, upper, mode), 1);
+  EXPECT_EQ(zeb::generic_filter(out, src.mat(), {weights.data(), 3, kernel_stride, 4}, lower, upper, mode), 1);
   return dst(1, 1);
 }
 

@@ -62,6 +62,9 @@ TEST(LineRowFilter, LevelsLieBetweenTheFractionsAndProductsEndAt255) {
   src(0, 2) = 250, expected(0, 2) = 255;
   src(0, 7) = 1, expected(0, 7) = 2;
   EXPECT_EQ(destriped(src, {0, 255, 0.3f, 0.7f}), expected);
+  Picture one_line(1, 1, 10, 1);
+  one_line(0, 5) = 200;
+  EXPECT_EQ(destriped(one_line, {0, 255, 0.3f, 0.7f}), one_line) << "a gain of 1";
 }
 
 TEST(LineRowFilter, StepsAreCutDownToFiftySamples) {
