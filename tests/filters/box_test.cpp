@@ -199,6 +199,8 @@ TEST(ContrastTable, LiteralTables) {
   }
   for (const int half_range : {-7, 0, 1}) EXPECT_EQ(contrast_table(1.0f, half_range), two) << half_range;
   EXPECT_EQ(contrast_table(1.0f, 2), four);
+  EXPECT_EQ(contrast_table(5.0f, 2), four) << "c(-1) = 111.95";
+  EXPECT_EQ(contrast_table(0.1f, 0), two);
   EXPECT_EQ(contrast_table(2.0f, 129), contrast_table(2.0f, 128));
   EXPECT_EQ(contrast_table(0.01f, 5), contrast_table(0.1f, 5));
 }

@@ -126,6 +126,8 @@ TEST(Grain, CoarseExtremesAreCarriedFromCellToCell) {
   EXPECT_EQ(coarse(1), (Cells{7, 5, 4, 3}));
   EXPECT_EQ(coarse(2), (Cells{9, 9, 9, 9}));
   EXPECT_EQ(coarse(3), (Cells{77, 77, 77, 77}));
+  src = Picture(5, 6, 5);
+  EXPECT_EQ(coarse(2), (Cells{0, 0, 0, 0}));
 }
 
 TEST(Grain, CoarseMeansTruncateInCellsOfAnySize) {

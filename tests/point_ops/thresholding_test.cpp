@@ -89,10 +89,10 @@ Box box_by(F f, const Picture& p, int width, int height) {
 }
 
 TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
-  for_each_trial(500, 200, 4, [](Trial t) {
+  const auto test = [](Trial t) {
     const int width = t.g.width, height = t.g.height;
     Picture image(width, t.g.stride, height, 0, t.g.offset);
-    for (int n = pick(t.engine, 0, 4); n > 0 && height > 0; --n)
+    for (int n = pick(t.engine, 0, 6); n > 0 && height > 0; --n)
       image(pick(t.engine, 0, width - 1), pick(t.engine, 0, height - 1)) = pick(t.engine, 0, 1) ? 255 : 100;
     Box exact{width, 0, height, 0}, packed = exact;
     const auto include = [](Box& box, int x, int y) {
@@ -108,7 +108,9 @@ TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
     });
     ASSERT_EQ(box_by(vGetMinMaxBM, image, width, height), exact);
     ASSERT_EQ(box_by(vMMGetMinMaxBM, image, width, height), packed);
-  });
+  };
+  for_each_trial(500, 200, 4, test);
+  for_each_trial(500, 200, 90, test);
   for (const auto& [width, height] : {std::pair(INT32_MIN, 1), std::pair(0, -1), std::pair(5, INT32_MIN)})
     for (const auto f : {vGetMinMaxBM, vMMGetMinMaxBM})
       EXPECT_EQ(box_by(f, Picture(0, 32, 1), width, height), (Box{width, 0, height, 0})) << "an empty image";
