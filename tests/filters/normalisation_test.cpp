@@ -42,25 +42,28 @@ TEST(LineRowFilter, EqualisesColumns) {
   // Levels of 20 for 15 columns, 17.5 for column 2, 23 for column 16 and none for a black one: on average 340.5 / 17 =
   // 20.03.
   Picture src(18, 18, 2, 20), expected(src);
-  const auto set_column = [](Picture& p, int x, int upper, int lower) {
-    p(x, 0) = static_cast<unsigned char>(upper);
-    p(x, 1) = static_cast<unsigned char>(lower);
+  const struct {
+    int x, before[2], after[2];
+  } columns[] = {
+      {2, {15, 20}, {17, 23}},                           // 17.2, 22.9
+      {16, {21, 25}, {18, 21}},                          // 18.3, 21.8
+      {4, {1, 39}, {1, 39}},    {3, {40, 20}, {0, 20}},  // out of range: takes no part and becomes black
+      {17, {0, 0}, {0, 0}},
   };
-  set_column(src, 2, 15, 20), set_column(expected, 2, 17, 23);    // 17.2, 22.9
-  set_column(src, 16, 21, 25), set_column(expected, 16, 18, 21);  // 18.3, 21.8
-  set_column(src, 17, 0, 0), set_column(expected, 17, 0, 0);
-  set_column(src, 4, 1, 39), set_column(expected, 4, 1, 39);
-  set_column(src, 3, 40, 20), set_column(expected, 3, 0, 20);  // out of range: takes no part and becomes black
+  for (const auto& column : columns)
+    for (const int y : {0, 1}) {
+      src(column.x, y) = static_cast<unsigned char>(column.before[y]);
+      expected(column.x, y) = static_cast<unsigned char>(column.after[y]);
+    }
   EXPECT_EQ(destriped(src, {1, 39}), expected);
   EXPECT_EQ(destriped(Picture(1, 1, 2, 50), {51, 255}), Picture(1, 1, 2)) << "no line has a level";
 }
 
 TEST(LineRowFilter, LevelsLieBetweenTheFractionsAndProductsEndAt255) {
   // The middle of column 0 is all 20. With 40 in the others the mean is 38.82, and the gain of column 0 1.94.
-  Picture src(17, 17, 10, 40), expected(17, 17, 10, 39);
-  for (int y = 0; y < 10; ++y) src(0, y) = 20, expected(16, y) = 38;
-  src(0, 2) = 250, expected(0, 2) = 255;
-  src(0, 7) = 1, expected(0, 7) = 2;
+  Picture src(17, 17, 10), expected(src);
+  src.fill([](int x, int y) { return x > 0 ? 40 : y == 2 ? 250 : y == 7 ? 1 : 20; });
+  expected.fill([](int x, int y) { return x > 0 ? (x < 16 ? 39 : 38) : y == 2 ? 255 : y == 7 ? 2 : 39; });
   EXPECT_EQ(destriped(src, {0, 255, 0.3f, 0.7f}), expected);
   Picture one_line(1, 1, 10, 1);
   one_line(0, 5) = 200;
