@@ -169,12 +169,14 @@ TEST(Box, RoundsExactlyAtAndBesideTies) {
     int sums[48];
     for (int& sum : sums) sum = std::max(0, (2 * pick(engine, 0, 254) + 1) * area / 2 + pick(engine, -1, 1));
     src.fill([&](int x, int y) { return sums[x] / area + (y < sums[x] % area ? 1 : 0); });
-    for (const Kind kind : {Kind::low_pass, Kind::high_pass}) {
-      const Call call{kind, true, nullptr, {}, false, 1, area, pick(engine, 0, 300)};
+    const std::pair<Kind, int> kinds_and_offsets[] = {
+        {Kind::low_pass, 0}, {Kind::high_pass, pick(engine, 0, 300)}, {Kind::high_pass, -256}};
+    for (const auto& [kind, offset] : kinds_and_offsets) {
+      const Call call{kind, true, nullptr, {}, false, 1, area, offset};
       Picture dst(48, 48, area);
       const Picture result = expected(call, dst, src);
       run(call, dst, src);
-      ASSERT_TRUE(same(result, dst)) << area << (kind == Kind::low_pass ? " low" : " high");
+      ASSERT_TRUE(same(result, dst)) << "area " << area << ", offset " << offset;
     }
   }
 }
