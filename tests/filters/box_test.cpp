@@ -168,6 +168,7 @@ TEST(Box, RoundsExactlyAtAndBesideTies) {
     Picture src(48, 48, area);
     int sums[48];
     for (int& sum : sums) sum = std::max(0, (2 * pick(engine, 0, 254) + 1) * area / 2 + pick(engine, -1, 1));
+    sums[24] = 255 * area;
     src.fill([&](int x, int y) { return sums[x] / area + (y < sums[x] % area ? 1 : 0); });
     const std::pair<Kind, int> kinds_and_offsets[] = {
         {Kind::low_pass, 0}, {Kind::high_pass, pick(engine, 0, 300)}, {Kind::high_pass, -256}};
