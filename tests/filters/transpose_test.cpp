@@ -7,18 +7,14 @@
 using namespace zeb::testing;
 
 TEST(Transpose, AnySizeAndLayout) {
-  std::mt19937 engine(1);
-  for (int i = 0; i < 500; ++i) {
-    const int width = pick(engine, -2, 150), height = pick(engine, -2, 150);
-    Picture src = Picture::random(engine, width, width + pick(engine, 0, 20), height, pick(engine, 0, 15));
+  for_each_trial(500, 150, 150, [](Trial t) {
     // The destination may have room for less or for more than the source holds.
-    const int dst_stride = pick(engine, 0, 2) == 0 ? pick(engine, 0, 150) : height + pick(engine, 0, 20);
-    const int dst_height = pick(engine, 0, 2) == 0 ? pick(engine, 0, 150) : width;
-    Picture dst = Picture::random(engine, dst_stride, dst_stride, dst_height, pick(engine, 0, 15)), expected(dst);
-    for (int y = 0; y < std::min(height, dst_stride); ++y)
-      for (int x = 0; x < std::min(width, dst_height); ++x) expected(y, x) = src(x, y);
-    zeb::TransposeBM(dst.data(), src.data(), dst_stride, dst_height, width, src.stride(), height);
-    ASSERT_TRUE(same(expected, dst)) << width << " x " << height << " to stride " << dst_stride << ", height "
-                                     << dst_height;
-  }
+    const int stride = pick(t.engine, 0, 1) == 0 ? pick(t.engine, 0, 150) : t.g.height + pick(t.engine, 0, 20);
+    const int height = pick(t.engine, 0, 1) == 0 ? pick(t.engine, 0, 150) : t.g.width;
+    Picture dst = Picture::random(t.engine, stride, stride, height, pick(t.engine, 0, 15)), expected(dst);
+    for_each_pixel(std::min(t.g.width, height), std::min(t.g.height, stride),
+                   [&](int x, int y) { expected(y, x) = t.src(x, y); });
+    zeb::TransposeBM(dst.data(), t.src.data(), stride, height, t.g.width, t.g.stride, t.g.height);
+    ASSERT_TRUE(same(expected, dst)) << "to stride " << stride << ", height " << height;
+  });
 }

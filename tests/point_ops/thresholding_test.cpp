@@ -9,54 +9,43 @@
 
 using zeb::Mat;
 using zeb::ThresholdMode;
-using zeb::testing::for_each_pixel;
-using zeb::testing::Geometry;
-using zeb::testing::pick;
-using zeb::testing::Picture;
-using zeb::testing::same;
+using namespace zeb::testing;
 
 namespace {
 
 TEST(Thresholding, MarksTheSidesOfTheBandOnAnyLayout) {
-  std::mt19937 engine(1);
-  for (int i = 0; i < 500; ++i) {
-    const auto g = Geometry::random(engine);
-    SCOPED_TRACE(g);
-    const auto lower = static_cast<unsigned char>(engine()), upper = static_cast<unsigned char>(engine());
-    Picture src = Picture::random(engine, g.width, g.stride, g.height, g.offset);
-    Picture outside(g.width, g.stride, g.height, 1), inside(outside), dst(outside);
+  for_each_trial(500, 200, 40, [](Trial t) {
+    const auto lower = static_cast<unsigned char>(t.engine()), upper = static_cast<unsigned char>(t.engine());
     // In an inverted band both sides hold, and the upper one wins.
-    outside.fill([&](int x, int y) { return src(x, y) > upper ? 255 : src(x, y) < lower ? 254 : 0; });
-    inside.fill([&](int x, int y) { return lower <= src(x, y) && src(x, y) <= upper ? 255 : 0; });
-    Mat<unsigned char> dst_mat(dst.data(), 0, 0, 0);
-    zeb::thresholding(dst_mat, src.mat(), lower, upper, ThresholdMode::Standard);
-    ASSERT_TRUE(same(outside, dst)) << "the source's geometry rules";
-    zeb::thresholding(dst_mat, src.mat(), lower, upper, static_cast<ThresholdMode>(2));
-    ASSERT_TRUE(same(outside, dst)) << "an unknown mode leaves the destination alone";
-    zeb::thresholding(dst_mat, src.mat(), lower, upper, ThresholdMode::InverseBinary);
-    ASSERT_TRUE(same(inside, dst));
-  }
+    Picture outside = t.dst, inside = t.dst;
+    outside.fill([&](int x, int y) { return t.src(x, y) > upper ? 255 : t.src(x, y) < lower ? 254 : 0; });
+    inside.fill([&](int x, int y) { return lower <= t.src(x, y) && t.src(x, y) <= upper ? 255 : 0; });
+    Mat<unsigned char> dst(t.dst.data(), 0, 0, 0);
+    zeb::thresholding(dst, t.src.mat(), lower, upper, ThresholdMode::Standard);
+    ASSERT_TRUE(same(outside, t.dst)) << "the source's geometry rules";
+    zeb::thresholding(dst, t.src.mat(), lower, upper, static_cast<ThresholdMode>(2));
+    ASSERT_TRUE(same(outside, t.dst)) << "an unknown mode leaves the destination alone";
+    zeb::thresholding(dst, t.src.mat(), lower, upper, ThresholdMode::InverseBinary);
+    ASSERT_TRUE(same(inside, t.dst));
+  });
 }
 
 TEST(Bitwise, CombinesImagesOfDifferentStrides) {
-  std::mt19937 engine(2);
-  for (int i = 0; i < 300; ++i) {
-    const auto g = Geometry::random(engine);
-    SCOPED_TRACE(g);
-    Picture a = Picture::random(engine, g.width, g.stride, g.height, g.offset);
-    Picture b = Picture::random(engine, g.width, g.width + 5, g.height);
-    const auto value = static_cast<unsigned char>(engine());
-    Picture dst(g.width, g.width + 3, g.height), expected = dst;
+  for_each_trial(300, 200, 40, [](Trial t) {
+    Picture b = Picture::random(t.engine, t.g.width, t.g.width + 5, t.g.height);
+    Picture dst(t.g.width, t.g.width + 3, t.g.height), expected = dst;
+    const auto value = static_cast<unsigned char>(t.engine());
+    const auto a = t.src.mat();
     auto dst_mat = dst.mat();
-    zeb::bitwise_and(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) & b(x, y); }), dst));
-    zeb::bitwise_and(dst_mat, a.mat(), value);
-    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) & value; }), dst));
-    zeb::bitwise_andnot(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return ~a(x, y) & b(x, y); }), dst));
-    zeb::bitwise_xor(dst_mat, a.mat(), b.mat());
-    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return a(x, y) ^ b(x, y); }), dst));
-  }
+    zeb::bitwise_and(dst_mat, a, b.mat());
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return t.src(x, y) & b(x, y); }), dst));
+    zeb::bitwise_and(dst_mat, a, value);
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return t.src(x, y) & value; }), dst));
+    zeb::bitwise_andnot(dst_mat, a, b.mat());
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return ~t.src(x, y) & b(x, y); }), dst));
+    zeb::bitwise_xor(dst_mat, a, b.mat());
+    ASSERT_TRUE(same(expected.fill([&](int x, int y) { return t.src(x, y) ^ b(x, y); }), dst));
+  });
 }
 
 TEST(PackedBitmaps, ExpandTakesTheLowestBitFirst) {
@@ -100,40 +89,28 @@ Box box_by(F f, const Picture& p, int width, int height) {
 }
 
 TEST(BoundingBox, PackedFormTakesOnePixelAGroup) {
-  Picture p(32, 32, 1);
-  p(3, 0) = p(9, 0) = 255;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{3, 3, 0, 0}));
-  p(3, 0) = 5;
-  p(9, 0) = 0;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{32, 32, 0, 0})) << "a group without a bright pixel";
-  p(20, 0) = 100;
-  EXPECT_EQ(box_by(vMMGetMinMaxBM, p, 32, 1), (Box{32, 48, 0, 0})) << "which may lie outside";
-}
-
-TEST(BoundingBox, OfAnyPixels) {
-  std::mt19937 engine(5);
-  for (int i = 0; i < 500; ++i) {
-    const auto g = Geometry::random(engine, 200, 4);
-    Picture image(g.width, g.stride, g.height, 0, g.offset);
-    for (int n = pick(engine, 0, 4); n > 0 && g.height > 0; --n)
-      image(pick(engine, 0, g.width - 1), pick(engine, 0, g.height - 1)) = pick(engine, 0, 1) ? 255 : 100;
-    Box exact{g.width, 0, g.height, 0}, packed = exact;
+  const auto test = [](Trial t) {
+    const int width = t.g.width, height = t.g.height;
+    Picture image(width, t.g.stride, height, 0, t.g.offset);
+    for (int n = pick(t.engine, 0, 6); n > 0 && height > 0; --n)
+      image(pick(t.engine, 0, width - 1), pick(t.engine, 0, height - 1)) = pick(t.engine, 0, 1) ? 255 : 100;
+    Box exact{width, 0, height, 0}, packed = exact;
     const auto include = [](Box& box, int x, int y) {
       box = {std::min(box[0], x), std::max(box[1], x), std::min(box[2], y), std::max(box[3], y)};
     };
-    for_each_pixel(g.width, g.height, [&](int x, int y) {
+    for_each_pixel(width, height, [&](int x, int y) {
       if (image(x, y) == 0) return;
       include(exact, x, y);
-      const int first = x / 16 * 16, bright = [&] {
-        for (int k = 0; k < 16; ++k)
-          if (image(first + k, y) >= 128) return k;
-        return 32;
-      }();
-      include(packed, first + 16 <= g.width ? first + bright : x, y);
+      // For a whole group its first pixel of 128 or more stands, without one a column that may lie outside.
+      int bright = 0;
+      while (bright < 16 && image(x / 16 * 16 + bright, y) < 128) ++bright;
+      include(packed, x >= width / 16 * 16 ? x : x / 16 * 16 + (bright < 16 ? bright : 32), y);
     });
-    ASSERT_EQ(box_by(vGetMinMaxBM, image, g.width, g.height), exact) << g;
-    ASSERT_EQ(box_by(vMMGetMinMaxBM, image, g.width, g.height), packed) << g;
-  }
+    ASSERT_EQ(box_by(vGetMinMaxBM, image, width, height), exact);
+    ASSERT_EQ(box_by(vMMGetMinMaxBM, image, width, height), packed);
+  };
+  for_each_trial(500, 200, 4, test);
+  for_each_trial(500, 200, 90, test);
   for (const auto& [width, height] : {std::pair(INT32_MIN, 1), std::pair(0, -1), std::pair(5, INT32_MIN)})
     for (const auto f : {vGetMinMaxBM, vMMGetMinMaxBM})
       EXPECT_EQ(box_by(f, Picture(0, 32, 1), width, height), (Box{width, 0, height, 0})) << "an empty image";
