@@ -165,11 +165,11 @@ TEST(ContourScan, WideImagesAreSteppedOver) {
   EXPECT_TRUE(scan(p, ScanSuzukiMode::external_only).contours.empty());
 
   // Dots in 200 framed columns. The steps of 64 begin anew behind each one met, so that those in the columns 16 and 84
-  // are just missed, and the one in column 195 is stepped over in the first row and met in the second.
-  Picture dots(198, 198, 2);
+  // are just missed, and the one in column 195 is stepped over in the first row and met in the last.
+  Picture dots(198, 198, 3);
   for (const int column : {7, 16, 75, 84, 147, 195}) dots(column - 1, 0) = 1;
-  dots(194, 1) = 1;
-  EXPECT_EQ(scan(dots, ScanSuzukiMode::all_borders).text(), "{ -1, -1, -1, -1 }\n(6,0)\n(74,0)\n(146,0)\n(194,1)");
+  dots(194, 2) = 1;
+  EXPECT_EQ(scan(dots, ScanSuzukiMode::all_borders).text(), "{ -1, -1, -1, -1 }\n(6,0)\n(74,0)\n(146,0)\n(194,2)");
 }
 
 /// A frame with two holes, the upper one with `isolated` single pixels in it: borders 2, 3 and 4 to `isolated` + 3.
