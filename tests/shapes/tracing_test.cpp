@@ -25,8 +25,6 @@ std::string outcome(Trace trace) {
   }
 }
 
-// ---- the rules, plainly ---------------------------------------------------------------------------------------------
-
 std::string plain_outcome(Walk w, bool ascending) {
   if (w.endless) return endless;
   int area = 0;
@@ -34,7 +32,7 @@ std::string plain_outcome(Walk w, bool ascending) {
   for (std::size_t i = 0; i < w.codes.size(); ++i) add_area(i, w.codes[i]);
   if (w.repeats_first_step) w.codes.pop_back();
   if (!w.codes.empty()) add_area(w.x.size() - 1, w.codes.back());
-  const std::vector<int> box = w.extents();
+  const std::vector<int> box = extents(w.x, w.y);
   return describe(Shape(std::move(w.codes), w.x[0], w.y[0], box[0], box[1], box[2], box[3], !ascending, area));
 }
 
@@ -55,40 +53,37 @@ Found scan_from_right(const Picture& p, int width, int y) {
   return scan(p, i, y, -1, 0, i + 1);
 }
 
-Found search_image(const Picture& p, int width, int height, int mode) {
-  const int lines = mode == 2 || mode == 3 ? width : height, m = lines / 2;
-  std::vector<int> order = {m};
-  for (int i = 1; i <= m - 1; ++i) order.insert(order.end(), {m - i, m + i});
+Found search_image(const Picture& p, int width, int height, Find_Active_Pixel_Mode mode) {
+  const int lines = mode == from_left || mode == from_right ? height : width, m = lines / 2;
+  std::vector<int> order{m};
+  for (int i = 1; i < m; ++i) order.insert(order.end(), {m - i, m + i});
   order.push_back(0);
   if (lines % 2 == 0) order.push_back(lines - 1);
   Found found;
   for (std::size_t n = 0; n < order.size() && !found; ++n) {
     const int line = order[n], length = n == 0 ? width : height;
-    if (mode == 0) found = scan(p, 0, line, 1, 0, width);
-    if (mode == 1) found = scan_from_right(p, width, line);
-    if (mode == 2) found = scan(p, line, length - 1, 0, -1, length);
-    if (mode == 3) found = scan(p, line, 0, 0, 1, length);
+    found = mode == from_left     ? scan(p, 0, line, 1, 0, width)
+            : mode == from_right  ? scan_from_right(p, width, line)
+            : mode == from_bottom ? scan(p, line, length - 1, 0, -1, length)
+                                  : scan(p, line, 0, 0, 1, length);
   }
   return found;
 }
 
-Found search_line(const Picture& p, int width, int height, int index, int mode) {
-  if (mode < 2) return scan(p, mode == 0 ? 0 : width - 1, index, mode == 0 ? 1 : -1, 0, width);
-  return scan(p, index, mode == 2 ? 0 : height - 1, 0, mode == 2 ? 1 : -1, height);
+Found search_line(const Picture& p, int width, int height, int line, Find_Active_Pixel_Mode mode) {
+  return mode == from_left     ? scan(p, 0, line, 1, 0, width)
+         : mode == from_right  ? scan(p, width - 1, line, -1, 0, width)
+         : mode == from_bottom ? scan(p, line, 0, 0, 1, height)
+                               : scan(p, line, height - 1, 0, -1, height);
 }
 
 Found search_position(const Picture& p, int width, int height, int y, int x, bool search) {
-  if (search) {
-    Found found = scan(p, x, y, 1, 0, width - x);
-    while (!found && ++y < height) found = scan(p, 0, y, 1, 0, width);
-    return found;
-  }
-  if (p(x, y) == 0) return {};
-  while (x > 0 && p(x - 1, y) != 0) --x;
-  return Found({x, y});
+  if (!search && p(x, y) == 0) return {};
+  while (!search && x > 0 && p(x - 1, y) != 0) --x;
+  Found found = scan(p, x, y, 1, 0, width - x);
+  while (!found && ++y < height) found = scan(p, 0, y, 1, 0, width);
+  return found;
 }
-
-// ---- tests ----------------------------------------------------------------------------------------------------------
 
 TEST(Tracing, EveryFormFollowsThePlainRules) {
   std::mt19937 engine(1);
@@ -114,15 +109,15 @@ TEST(Tracing, EveryFormFollowsThePlainRules) {
         ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, y, x, search, ascending); }),
                   expected(search_position(p, width, height, y, x, search), ascending ? 2 : 3))
             << "at row " << y << ", column " << x << ", " << search << ascending;
-      for (int mode = 0; mode < 4; ++mode) {
-        const int direction = start_direction[mode][ascending], index = mode < 2 ? y : x;
-        const auto as_mode = static_cast<Find_Active_Pixel_Mode>(mode);
-        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, index, as_mode, ascending); }),
+      for (const auto mode : {from_left, from_right, from_bottom, from_top}) {
+        const auto number = static_cast<std::size_t>(mode);
+        const int direction = start_direction[number][ascending], index = number < 2 ? y : x;
+        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, index, mode, ascending); }),
                   expected(search_line(p, width, height, index, mode), direction))
-            << "line " << index << ", mode " << mode << ", " << ascending;
-        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, as_mode, ascending); }),
+            << "line " << index << ", mode " << number << ", " << ascending;
+        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, mode, ascending); }),
                   expected(search_image(p, width, height, mode), direction))
-            << "mode " << mode << ", " << ascending;
+            << "mode " << number << ", " << ascending;
       }
     }
   }
