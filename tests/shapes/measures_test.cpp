@@ -3,6 +3,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 #include "tests/shapes/scene.h"
 
@@ -76,23 +77,15 @@ TEST(ShapeGetGrad, LooksRightAndDownFromTheSurroundings) {
   EXPECT_EQ(mean, 640.0f / 9.0f);
 }
 
-struct Distances {
-  std::vector<unsigned> scaled;
-  float shortest, longest;
-
-  friend bool operator==(const Distances& a, const Distances& b) {
-    return a.scaled == b.scaled && a.shortest == b.shortest && a.longest == b.longest;
-  }
-  friend void PrintTo(const Distances& d, std::ostream* os) {
-    *os << ::testing::PrintToString(d.scaled) << ", " << d.shortest << " to " << d.longest;
-  }
-};
+/// What was written to each point, and the shortest and longest distance.
+using Distances = std::tuple<std::vector<unsigned>, float, float>;
 
 Distances distances(std::vector<char> chain, int skip, float scale = 1) {
-  Distances d{std::vector<unsigned>(chain.size()), -1, -1};
+  std::vector<unsigned> scaled(chain.size());
   const int count = static_cast<int>(chain.size());
-  vShapeKorrelation(d.scaled.data(), chain.data(), count, count, scale, skip, &d.shortest, &d.longest);
-  return d;
+  float shortest = -1, longest = -1;
+  vShapeKorrelation(scaled.data(), chain.data(), count, count, scale, skip, &shortest, &longest);
+  return {scaled, shortest, longest};
 }
 
 TEST(ShapeKorrelation, LooksAtTheOffsetsBetweenSkips) {
@@ -110,9 +103,8 @@ TEST(ShapeKorrelation, LooksBehindTheFarthestWithoutASkip) {
   const std::vector<char> block{3, 3, 1, 7, 7, 7, 5, 3};  // around 4 by 2 pixels, from the second one
   EXPECT_EQ(distances(block, 0), (Distances{{2, 2, 8, 8, 2, 2, 8, 8}, 2, 2}));
   EXPECT_EQ(distances(block, 0, 0.7f), (Distances{{1, 1, 5, 5, 1, 1, 5, 5}, 2, 2})) << "truncated";
-  const unsigned high = 3705032704;  // 8e9 in 32 bits
-  EXPECT_EQ(distances(block, 0, 1e9f).scaled[2], high);
-  EXPECT_EQ(distances(block, 0, -0.5f).scaled[2], -4u);
+  EXPECT_EQ(std::get<0>(distances(block, 0, 1e9f))[2], 3705032704u) << "8e9 in 32 bits";
+  EXPECT_EQ(std::get<0>(distances(block, 0, -0.5f))[2], -4u);
 }
 
 TEST(ShapeKorrelation, ClearsAsToldAndRefusesNothingness) {
