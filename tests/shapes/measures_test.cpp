@@ -100,6 +100,8 @@ TEST(ShapeKorrelation, LooksAtTheOffsetsBetweenSkips) {
 
 TEST(ShapeKorrelation, LooksBehindTheFarthestWithoutASkip) {
   EXPECT_EQ(distances({3, 3, 3, 7, 7, 7}, 0), (Distances{{6, 1, 1, 6, 1, 1}, 1, 1}));
+  // The last point is the first one again; at the offset looked at first it is only the farthest so far.
+  EXPECT_EQ(distances({3, 1, 7, 5, 3}, 0), (Distances{{5, 2, 2, 2, 2}, 2, std::sqrt(2.0f) + 1}));
   const std::vector<char> block{3, 3, 1, 7, 7, 7, 5, 3};  // around 4 by 2 pixels, from the second one
   EXPECT_EQ(distances(block, 0), (Distances{{2, 2, 8, 8, 2, 2, 8, 8}, 2, 2}));
   EXPECT_EQ(distances(block, 0, 0.7f), (Distances{{1, 1, 5, 5, 1, 1, 5, 5}, 2, 2})) << "truncated";
