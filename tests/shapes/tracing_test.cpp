@@ -122,21 +122,26 @@ TEST(Tracing, ImagesAreSearchedFromTheMiddleOutwards) {
 }
 
 TEST(Tracing, ColumnsOfOneLineAreSearchedAgainstTheirNames) {
-  expect_order({"...", "abc", "..."}, 3, from_left, 1);
-  expect_order({"...", "cba", "..."}, 3, from_right, 1);
-  expect_order({".a.", ".b.", ".c."}, 3, from_bottom, 1);
-  expect_order({".c.", ".b.", ".a."}, 3, from_top, 1);
+  expect_order({"..", "..", "..", "ab"}, 4, from_left, 3);
+  expect_order({"..", "..", "..", "ba"}, 4, from_right, 3);
+  expect_order({"...a", "...b"}, 2, from_bottom, 3);
+  expect_order({"...b", "...a"}, 2, from_top, 3);
 }
 
 TEST(Tracing, SearchFromTheRightSkipsGroupsOf16) {
-  // Groups are looked at to their first pixel, and as long as a whole one lies to the left. The pixel that they are
-  // counted from, the first behind the whole groups of the row or else its last one, is not looked at.
-  const std::tuple<int, int, bool> rows[] = {{16, 15, true},  {40, 33, true}, {40, 32, false}, {40, 31, true},
-                                             {48, 47, false}, {48, 31, true}, {48, 15, true},  {48, 0, true}};
-  for (const auto& [width, x, is_found] : rows) {
-    Picture dot(width, width, 3);
-    dot(x, 1) = 255;
-    EXPECT_EQ(find_next_shape(dot.bitmap(), from_right, true).empty(), !is_found) << width << ", " << x;
+  // Groups are skipped from the first pixel behind the whole groups of the row, or else from its last one, which is not
+  // looked at itself but where the group before it holds something.
+  const struct {
+    int width;
+    std::vector<int> dots;
+    std::optional<int> found;
+  } rows[] = {{16, {15}, 15}, {40, {33}, 33}, {40, {32}, {}},     {40, {31}, 31},    {48, {31}, 31},
+              {48, {0}, 0},   {48, {47}, {}}, {48, {47, 31}, 47}, {48, {47, 30}, 30}};
+  for (const auto& [width, dots, found] : rows) {
+    Picture p(width, width, 3);
+    for (const int x : dots) p(x, 1) = 255;
+    const Shape shape = find_next_shape(p.bitmap(), from_right, true);
+    EXPECT_EQ(shape.empty() ? std::nullopt : std::optional(shape.start_point().x), found) << width << ", " << dots[0];
   }
 }
 
