@@ -207,8 +207,7 @@ ZEB_API void vMMBM_LPIncrease(unsigned char* dst, unsigned char* src, unsigned c
 /// in the middle. A grey value `k` maps to `128 + i`, so the table holds the values `128 - n` to `127 + n` only. A
 /// curve that is not monotonic (`gain` below about `n / 192`) leaves entries as they are.
 ///
-/// `a` is computed in double precision and kept in single, `a i^3 + i / gain` is single precision, and the 128.1 whose
-/// sum with it is truncated to a grey value is added in double precision.
+/// All of it is computed in single precision: `a`, and `a i^3 + i / gain + 128.1`, which is truncated to a grey value.
 ///
 /// \param table       256 entries; null does nothing
 /// \param gain        raised to at least 0.1; with a `half_range` of 0 and less than 0.1 the table is the identity
