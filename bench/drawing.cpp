@@ -5,23 +5,20 @@
 namespace zeb::bench {
 namespace {
 
+using Scene = std::shared_ptr<Image<unsigned char>>;
+
+Scene flat(Size size) { return std::make_shared<Image<unsigned char>>(black(size)); }
+
 /// A comb of corridors, one pixel wide, that a fill has to follow from end to end.
-std::shared_ptr<Image<unsigned char>> maze(Size size) {
-  auto image = std::make_shared<Image<unsigned char>>(size.width, size.width, size.height, Point_<um>{});
-  clear(*image);
+Scene maze(Size size) {
+  Scene image = flat(size);
   for (int x = 1; x < size.width; x += 2)
     for (int y = x % 4 == 1 ? 1 : 0; y < size.height - (x % 4 == 1 ? 0 : 1); ++y) image->at(y, x) = 100;
   return image;
 }
 
-std::shared_ptr<Image<unsigned char>> flat(Size size) {
-  auto image = std::make_shared<Image<unsigned char>>(size.width, size.width, size.height, Point_<um>{});
-  clear(*image);
-  return image;
-}
-
 /// Each call fills with another value, so that there is always something to fill.
-Body fill(std::shared_ptr<Image<unsigned char>> image) {
+Body fill(Scene image) {
   return [image, value = static_cast<unsigned char>(0)]() mutable {
     value = value == 1 ? 2 : 1;
     flood_fill(*image, {0, 0}, value);
@@ -29,7 +26,7 @@ Body fill(std::shared_ptr<Image<unsigned char>> image) {
 }
 
 #ifdef ZEB_BENCH_OPENCV
-Body peer_fill(std::shared_ptr<Image<unsigned char>> image) {
+Body peer_fill(Scene image) {
   return [image, value = 0]() mutable {
     value = value == 1 ? 2 : 1;
     cv::Mat view = peer_view(*image);

@@ -1,4 +1,5 @@
-#include <vector>
+#include <string>
+#include <utility>
 
 #include "bench/scene.h"
 #include "zeb/filters.h"

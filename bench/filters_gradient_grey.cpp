@@ -1,4 +1,6 @@
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "bench/scene.h"
 #include "zeb/filters.h"

@@ -11,15 +11,9 @@ namespace {
 
 using Scene = std::shared_ptr<Image<unsigned char>>;
 
-Scene black(Size size) {
-  auto image = std::make_shared<Image<unsigned char>>(size.width, size.width, size.height, Point_<um>{});
-  clear(*image);
-  return image;
-}
-
-/// Edges of a part: three straight lines and a circle, two pixels wide.
+/// Edges of a part: three straight lines, three pixels wide.
 Scene line_drawing(Size size) {
-  Scene image = black(size);
+  Scene image = std::make_shared<Image<unsigned char>>(black(size));
   const int w = size.width, h = size.height;
   vLine(image->data, w / 8, h / 4, w - w / 6, h / 3, w, h, 255, 1);
   vLine(image->data, w / 3, h / 10, w / 4, h - h / 8, w, h, 255, 1);
@@ -28,16 +22,16 @@ Scene line_drawing(Size size) {
 }
 
 Scene ring(Size size) {
-  Scene image = black(size);
+  Scene image = std::make_shared<Image<unsigned char>>(black(size));
   const int side = std::min(size.width, size.height);
   vDrawCircle(image->data, size.width, size.height, size.width, size.width / 2, size.height / 2,
               0.4f * static_cast<float>(side), 2.0f, 255, 0);
   return image;
 }
 
-/// A bright rectangle, turned by some twenty degrees.
+/// A bright square, turned by some eleven degrees.
 Scene turned_rectangle(Size size) {
-  Scene image = black(size);
+  Scene image = std::make_shared<Image<unsigned char>>(black(size));
   const float w = static_cast<float>(size.width), h = static_cast<float>(size.height), a = 0.3f * h, b = 0.1f * h;
   float x[] = {w / 2 - a, w / 2 + a - b, w / 2 + a, w / 2 - a + b},
         y[] = {h / 2 - a + b, h / 2 - a, h / 2 + a - b, h / 2 + a};

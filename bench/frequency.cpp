@@ -1,5 +1,7 @@
 #include "zeb/frequency.h"
 
+#include <complex>
+
 #include "bench/scene.h"
 
 namespace zeb::bench {

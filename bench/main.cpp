@@ -135,9 +135,14 @@ Image<unsigned char> noise(Size size, unsigned seed) {
   return image;
 }
 
-Image<unsigned char> blobs(Size size) {
+Image<unsigned char> black(Size size) {
   Image<unsigned char> image(size.width, size.width, size.height, {});
   clear(image);
+  return image;
+}
+
+Image<unsigned char> blobs(Size size) {
+  Image<unsigned char> image = black(size);
   std::mt19937 engine(1);
   const auto below = [&engine](int limit) { return static_cast<int>(engine() % static_cast<unsigned>(limit)); };
   // A disc covers some 300 pixels.

@@ -19,7 +19,7 @@ struct Blobs {
 };
 
 #ifdef ZEB_BENCH_OPENCV
-/// The same set as our element; the peer's own ellipse differs by some pixels and costs the same.
+/// The square is our element; the peer's ellipse differs from our disk by some pixels and costs the same.
 cv::Mat peer_element(int radius, bool rectangular) {
   const int shape = rectangular ? cv::MORPH_RECT : cv::MORPH_ELLIPSE;
   return cv::getStructuringElement(shape, {2 * radius + 1, 2 * radius + 1});

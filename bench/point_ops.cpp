@@ -7,8 +7,7 @@ namespace {
 
 /// Black but for two pixels, which take a bounding box to its limits.
 std::shared_ptr<Image<unsigned char>> sparse(Size size) {
-  auto image = std::make_shared<Image<unsigned char>>(size.width, size.width, size.height, Point_<um>{});
-  clear(*image);
+  auto image = std::make_shared<Image<unsigned char>>(black(size));
   image->at(size.height / 3, size.width / 3) = image->at(size.height / 2, size.width / 2) = 255;
   return image;
 }

@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -28,6 +28,8 @@ inline const std::vector<Size> sizes = chosen_sizes();
 
 /// A fixed random image of the given size (stride = width), the same on each call with the same `seed`.
 Image<unsigned char> noise(Size size, unsigned seed);
+/// A black image.
+Image<unsigned char> black(Size size);
 /// A fixed image of 0 and 255: bright discs of many sizes on a dark ground, a fifth of the area.
 Image<unsigned char> blobs(Size size);
 

@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <string>
 #include <vector>
 
 #include "bench/scene.h"
@@ -81,8 +81,7 @@ void compare_fills(Size size) {
       }));
 }
 
-/// Ours steps over 56 of 64 pixels of the ground, the peer looks at every pixel and gives the levels
-/// of `peer_mode`.
+/// Ours steps over 56 of 64 pixels of the ground, the peer looks at every pixel and gives the levels of `peer_mode`.
 void compare_contours(const char* scene, Size size, Image<unsigned char> (*make)(Size),
                       [[maybe_unused]] int peer_mode) {
   compare(

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/scene.h"

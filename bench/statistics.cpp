@@ -8,7 +8,7 @@
 namespace zeb::bench {
 namespace {
 
-/// Two images of blobs and a mask of 0 and 255.
+/// Two images of blobs, 0 and 255; the first serves as a mask, too.
 struct BinaryImages {
   Image<unsigned char> a, b;
 
@@ -25,40 +25,31 @@ Body pair_body(Size size, L1_norm_mode mode) {
   return [i = BinaryImages::make(size), mode] { benchmark::DoNotOptimize(l1_norm(i->a, i->b, mode)); };
 }
 
+/// Histograms of `Pictures`, either of the two kinds of images.
+template <class Pictures>
+void compare_histogram(const char* operation, Size size) {
+  compare(
+      operation, size, 1,
+      [=] {
+        return [i = Pictures::make(size), hist = std::vector<float>(256)]() mutable {
+          bitmap_histogram(hist.data(), i->a.data, i->a.width, i->a.stride, i->a.height);
+          benchmark::DoNotOptimize(hist.data());
+        };
+      },
+      ZEB_BENCH_PEER([=] {
+        return [i = Pictures::make(size), hist = cv::Mat()]() mutable {
+          const int channels[] = {0}, bins[] = {256};
+          const float range[] = {0, 256};
+          const float* ranges[] = {range};
+          cv::calcHist(&i->peer_a, 1, channels, cv::noArray(), hist, 1, bins, ranges);
+        };
+      }));
+}
+
 void compare_histograms(Size size) {
-  compare(
-      "histogram", size, 1,
-      [=] {
-        return [i = Images::make(size), hist = std::vector<float>(256)]() mutable {
-          bitmap_histogram(hist.data(), i->a.data, i->a.width, i->a.stride, i->a.height);
-          benchmark::DoNotOptimize(hist.data());
-        };
-      },
-      ZEB_BENCH_PEER([=] {
-        return [i = Images::make(size), hist = cv::Mat()]() mutable {
-          const int channels[] = {0}, bins[] = {256};
-          const float range[] = {0, 256};
-          const float* ranges[] = {range};
-          cv::calcHist(&i->peer_a, 1, channels, cv::noArray(), hist, 1, bins, ranges);
-        };
-      }));
+  compare_histogram<Images>("histogram", size);
   // Long runs of equal pixels, which make a plain counter wait for itself.
-  compare(
-      "histogram of blobs", size, 1,
-      [=] {
-        return [i = BinaryImages::make(size), hist = std::vector<float>(256)]() mutable {
-          bitmap_histogram(hist.data(), i->a.data, i->a.width, i->a.stride, i->a.height);
-          benchmark::DoNotOptimize(hist.data());
-        };
-      },
-      ZEB_BENCH_PEER([=] {
-        return [i = BinaryImages::make(size), hist = cv::Mat()]() mutable {
-          const int channels[] = {0}, bins[] = {256};
-          const float range[] = {0, 256};
-          const float* ranges[] = {range};
-          cv::calcHist(&i->peer_a, 1, channels, cv::noArray(), hist, 1, bins, ranges);
-        };
-      }));
+  compare_histogram<BinaryImages>("histogram of blobs", size);
   compare(
       "row means", size, 1,
       [=] { return [i = Images::make(size)] { benchmark::DoNotOptimize(line_histogram(i->a).data()); }; },
@@ -73,17 +64,18 @@ void compare_measures(Size size) {
   compare(
       "sum", size, 1, [=] { return [i = Images::make(size)] { benchmark::DoNotOptimize(sum(i->a)); }; },
       ZEB_BENCH_PEER([=] { return [i = Images::make(size)] { benchmark::DoNotOptimize(cv::sum(i->peer_a)); }; }));
+  const Prepare peer_mean = ZEB_BENCH_PEER([=] {
+    return [i = Images::make(size), m = BinaryImages::make(size)] {
+      benchmark::DoNotOptimize(cv::mean(i->peer_a, m->peer_a));
+    };
+  });
   compare(
       "masked mean", size, 2,
       [=] {
         return
             [i = Images::make(size), m = BinaryImages::make(size)] { benchmark::DoNotOptimize(average(i->a, m->a)); };
       },
-      ZEB_BENCH_PEER([=] {
-        return [i = Images::make(size), m = BinaryImages::make(size)] {
-          benchmark::DoNotOptimize(cv::mean(i->peer_a, m->peer_a));
-        };
-      }));
+      peer_mean);
   compare(
       "masked mean, scalar form", size, 2,
       [=] {
@@ -91,11 +83,7 @@ void compare_measures(Size size) {
           benchmark::DoNotOptimize(fGetBMAver(i->a.data, m->a.data, i->a.width, i->a.stride, i->a.height));
         };
       },
-      ZEB_BENCH_PEER([=] {
-        return [i = Images::make(size), m = BinaryImages::make(size)] {
-          benchmark::DoNotOptimize(cv::mean(i->peer_a, m->peer_a));
-        };
-      }));
+      peer_mean);
   compare(
       "share of set pixels", size, 1,
       [=] { return [i = BinaryImages::make(size)] { benchmark::DoNotOptimize(patternL1Norm(i->a)); }; },

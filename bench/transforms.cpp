@@ -1,6 +1,7 @@
 #include "zeb/transforms.h"
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "bench/scene.h"

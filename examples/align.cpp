@@ -1,6 +1,7 @@
 // Finds how far one photograph is turned against another and turns it back. Around the centre a rotation is a shift of
 // the angle: both photographs are unrolled into rows of equal angle, whose best agreement gives the rotation.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>

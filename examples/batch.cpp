@@ -9,15 +9,18 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "command_line.h"
@@ -149,8 +152,7 @@ void finish(const Worker& worker, const Options& options) {
   } else if (WIFEXITED(status) && WEXITSTATUS(status) == answer_is_error) {
     job.error = worker.answer;
   } else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) {
-    job.error =
-        job.image.string() + ": took more than " + std::to_string(options.time_limit) + " s; raise --time-limit";
+    job.error = "took more than " + std::to_string(options.time_limit) + " s; raise --time-limit";
   } else if (WIFSIGNALED(status)) {
     job.error = std::string("ended its process (") + strsignal(WTERMSIG(status)) + ")";
   } else {

@@ -2,6 +2,7 @@
 // said how much of it is left. Transforms work on squares with a power of two as side: the largest one in the middle is
 // taken.
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdio>
@@ -19,7 +20,7 @@ using Pixels = zeb::Image<unsigned char>;
 struct Options {
   std::string input;
   std::string prefix = "destripe";
-  float amplitude = 25;     // grey values
+  float amplitude = 25;     // grey values; below 1 rounding may leave no pattern
   float peak_factor = 100;  // times the mean magnitude
 };
 
@@ -55,12 +56,16 @@ Pixels with_pattern(const Pixels& clean, float amplitude) {
   return striped;
 }
 
+zeb::MatBuffer<float> as_float(const Pixels& image) {
+  zeb::MatBuffer<float> samples(image.width, image.height);
+  for (int y = 0; y < image.height; ++y)
+    for (int x = 0; x < image.width; ++x) samples.at(y, x) = image.at(y, x);
+  return samples;
+}
+
 /// How strong the pattern's frequency is in an image.
 double strength_of_pattern(const Pixels& image) {
-  const int side = image.width;
-  zeb::MatBuffer<float> samples(side, side), spectrum(side, side);
-  for (int y = 0; y < side; ++y)
-    for (int x = 0; x < side; ++x) samples.at(y, x) = image.at(y, x);
+  zeb::MatBuffer<float> samples = as_float(image), spectrum(image.width, image.width);
   zeb::fourier_transform(spectrum, samples);
   return std::hypot(spectrum.at(waves_down, 2 * waves_across), spectrum.at(waves_down, 2 * waves_across + 1));
 }
@@ -81,11 +86,8 @@ Pixels without_peaks(const Pixels& striped, float peak_factor) {
 }
 
 void write_spectrum(const std::string& path, const Pixels& image) {
-  const int side = image.width;
-  zeb::MatBuffer<float> samples(side, side);
-  for (int y = 0; y < side; ++y)
-    for (int x = 0; x < side; ++x) samples.at(y, x) = image.at(y, x);
-  Pixels picture = square(side + 1);
+  zeb::MatBuffer<float> samples = as_float(image);
+  Pixels picture = square(image.width + 1);
   zeb::fourier_transform(picture, samples);
   example::write_png(path, picture);
 }
@@ -99,11 +101,9 @@ void destripe(const Options& options) {
   write_spectrum(options.prefix + "-spectrum-before.png", striped);
   write_spectrum(options.prefix + "-spectrum-after.png", result);
 
-  const double before = strength_of_pattern(striped);
-  if (before <= 0) throw std::runtime_error("there is no pattern; give an --amplitude above 0");
   std::printf("%s: the middle %d x %d pixels\n", options.input.c_str(), clean.width, clean.height);
   std::printf("pattern of %g grey values drawn over it; %.1f %% of it are left\n", double{options.amplitude},
-              100 * strength_of_pattern(result) / before);
+              100 * strength_of_pattern(result) / strength_of_pattern(striped));
   std::printf("pictures in %s-before.png, -after.png, -spectrum-before.png, -spectrum-after.png\n",
               options.prefix.c_str());
 }
@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
   app.add_option("image", options.input, "8-bit grey PNG")->required();
   app.add_option("-o,--output", options.prefix, "beginning of the pictures' names")->capture_default_str();
   app.add_option("--amplitude", options.amplitude, "of the pattern, in grey values")
-      ->check(CLI::Range(0.0, 255.0))
+      ->check(CLI::Range(1.0, 255.0))
       ->capture_default_str();
   app.add_option("--peak-factor", options.peak_factor, "what counts as a peak, in mean magnitudes")
       ->capture_default_str();

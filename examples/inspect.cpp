@@ -49,22 +49,23 @@ void print_table(const std::vector<example::Part>& parts, const example::Measuri
   }
 }
 
-std::ofstream open_for_writing(const std::string& path) {
+void write_file(const std::string& path, const std::string& text) {
   std::ofstream file(path);
   if (!file) throw std::runtime_error(path + ": cannot be written; choose another path");
-  return file;
+  if (!(file << text << std::flush))
+    throw std::runtime_error(path + ": could not be written to its end; make room on the disk");
 }
 
-void write_csv(const std::vector<example::Part>& parts, const Options& options) {
-  const std::vector<example::Column> columns = columns_of(options.measuring);
-  std::ofstream file = open_for_writing(options.csv_file);
-  file << "number," << csv_heading(columns) << '\n';
+std::string csv_of(const std::vector<example::Part>& parts, const example::MeasuringOptions& options) {
+  const std::vector<example::Column> columns = columns_of(options);
+  std::string csv = "number," + csv_heading(columns) + '\n';
   int number = 0;
   for (const example::Part& part : parts)
-    file << ++number << ',' << csv_values(values_of(part, columns), columns, options.measuring.pixel_size) << '\n';
+    csv += std::to_string(++number) + ',' + csv_values(values_of(part, columns), columns, options.pixel_size) + '\n';
+  return csv;
 }
 
-void write_json(const std::vector<example::Part>& parts, const Options& options) {
+std::string json_of(const std::vector<example::Part>& parts, const Options& options) {
   const double pixel_size = options.measuring.pixel_size;
   nlohmann::ordered_json report = {{"image", options.input}, {"pixel_size_um", options.measuring.pixel_size}};
   report["parts"] = nlohmann::json::array();
@@ -77,7 +78,7 @@ void write_json(const std::vector<example::Part>& parts, const Options& options)
     }
     report["parts"].push_back(entry);
   }
-  open_for_writing(options.json_file) << report.dump(2) << '\n';
+  return report.dump(2) + '\n';
 }
 
 void inspect(const Options& options) {
@@ -88,13 +89,14 @@ void inspect(const Options& options) {
   const example::Measurement result = example::measure_parts(photograph, options.measuring);
   print_statistics("photograph", photograph);
   print_statistics("background evened out", result.even);
-  std::printf("threshold %d, opening of %d pixels, %zu parts\n", result.threshold, result.opening, result.parts.size());
+  std::printf("threshold %d, closing of %d pixels, opening of %d, parts: %zu\n", result.threshold,
+              result.closing_radius, 2 * result.closing_radius, result.parts.size());
   if (!options.mask_file.empty()) example::write_png(options.mask_file, result.mask);
   if (result.parts.empty()) throw std::runtime_error("no part was found; lower --threshold or --smallest");
 
   print_table(result.parts, options.measuring);
-  if (!options.csv_file.empty()) write_csv(result.parts, options);
-  if (!options.json_file.empty()) write_json(result.parts, options);
+  if (!options.csv_file.empty()) write_file(options.csv_file, csv_of(result.parts, options.measuring));
+  if (!options.json_file.empty()) write_file(options.json_file, json_of(result.parts, options));
   draw_parts(options.output, photograph, result.parts);
   std::printf("\ndrawn over the image in %s\n", options.output.c_str());
 }

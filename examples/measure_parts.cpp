@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace example {
 namespace {
@@ -38,7 +39,7 @@ int choose_threshold(const zeb::Bitmap_<unsigned char>& image) {
   return static_cast<int>(zeb::otsu(histogram)) + 1;
 }
 
-/// Bridges cracks in the parts, fills what they enclose, and takes away what is thinner than the opening's disk.
+/// Bridges cracks in the parts, fills what they enclose, and takes away what is thinner than a disk of twice `radius`.
 void clean(zeb::Bitmap_<unsigned char>& cleaned, const zeb::Bitmap_<unsigned char>& mask, int radius) {
   Pixels bridged = like(mask), filled = like(mask);
   zeb::closing(bridged, mask, radius, 127, zeb::MorphOpMode::morph_auto, false);
@@ -132,14 +133,20 @@ void add_measuring_options(CLI::App& app, MeasuringOptions& options) {
       ->check(above_zero)
       ->capture_default_str();
   app.add_option("--background", options.background,
-                 "window that evens out the background, in micrometres; larger than a part");
+                 "window that evens out the background, in micrometres; larger than a part")
+      ->check(CLI::NonNegativeNumber)
+      ->default_str("a third of the shorter side");
   app.add_option("--threshold", options.threshold,
                  "lowest grey value of a part, after the background was evened out to 128")
-      ->check(CLI::Range(0, 255));
-  app.add_option("--opening", options.opening, "radius that cleans the mask, in micrometres")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, 255))
+      ->default_str("by Otsu's method");
+  app.add_option("--opening", options.opening,
+                 "radius of the closing that bridges cracks, in micrometres; half that of the opening after it")
+      ->check(CLI::NonNegativeNumber)
+      ->default_str("3 pixels");
   app.add_option("--smallest", options.smallest, "smallest diameter of a part, in micrometres")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::NonNegativeNumber)
+      ->default_str("10 pixels");
   app.add_flag("--dark", options.dark, "measure dark parts on a brighter background");
   app.add_flag("--fit", options.fit, "fit a circle to each part and see how straight its sides are");
 }
@@ -156,13 +163,13 @@ Measurement measure_parts(const zeb::Bitmap_<unsigned char>& photograph, const M
   Measurement result;
   result.even = even_out(photograph, options);
   result.threshold = options.threshold >= 0 ? options.threshold : choose_threshold(result.even);
-  result.opening = options.opening >= 0 ? in_pixels(options.opening, options) : 3;
+  result.closing_radius = options.opening >= 0 ? in_pixels(options.opening, options) : 3;
 
   Pixels mask = like(photograph);
   zeb::thresholding(mask, result.even, static_cast<unsigned char>(result.threshold), 255,
                     zeb::ThresholdMode::InverseBinary);
   result.mask = like(photograph);
-  clean(result.mask, mask, result.opening);
+  clean(result.mask, mask, result.closing_radius);
 
   result.parts = find_parts(result.mask, options);
   return result;

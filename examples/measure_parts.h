@@ -12,7 +12,7 @@ namespace example {
 struct MeasuringOptions {
   float pixel_size = 1;  // micrometres
   float background = 0;  // micrometres; 0 chooses it by the image
-  float opening = -1;    // micrometres; negative chooses three pixels
+  float opening = -1;    // half the radius of the opening, micrometres; negative chooses three pixels
   float smallest = -1;   // micrometres; negative chooses ten pixels
   int threshold = -1;    // negative chooses it by the image
   bool dark = false;
@@ -45,7 +45,7 @@ struct Measurement {
   zeb::Image<unsigned char> even;  // the image with its background evened out, parts bright
   zeb::Image<unsigned char> mask;  // cleaned
   int threshold;                   // lowest grey value of a part in `even`
-  int opening;                     // radius in pixels
+  int closing_radius;              // in pixels; the opening takes twice as much
   std::vector<Part> parts;         // from the top down
 };
 

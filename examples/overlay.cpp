@@ -1,6 +1,8 @@
 #include "overlay.h"
 
 #include <algorithm>
+#include <string>
+#include <utility>
 
 #include "png_file.h"
 #include "zeb/drawing.h"

@@ -8,7 +8,7 @@
 /// to do.
 namespace example {
 
-/// The pixels of an 8-bit grey PNG.
+/// The pixels of an 8-bit grey PNG. Fewer bits are widened to 8, what is transparent is laid over black.
 zeb::Image<unsigned char> read_png(const std::string& path, zeb::Point_<zeb::um> pixel_size);
 
 /// Writes a grey image.

@@ -9,6 +9,7 @@ import pathlib
 import re
 import resource
 import shlex
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -285,7 +286,7 @@ def main():
                     return "same"
                 return runner.verdict(project.linked(objects, place))
             finally:
-                subprocess.run(["rm", "-rf", str(place)], check=True)
+                shutil.rmtree(place)
 
         totals = dict.fromkeys(("killed", "survived", "same", "uncompiled"), 0)
         with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
