@@ -46,8 +46,8 @@ TEST(Marking, IsTheUnionOfElementsOnAnyLayout) {
     Call c{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], i / 4 % 2};
     if (form == distance_up_to_its_cap) c.radius_x = c.radius_y = std::min(radius, 253), c.rectangular = 0;
     if (form == ellipse) {
-      c.radius_x = pick(engine, 0, 90) + (i % 40 == 3 ? 65500 : 0);
-      c.radius_y = pick(engine, 0, 90);
+      c.radius_x = pick(engine, 0, i % 8 == 3 ? 3 : 90) + (i % 40 == 3 ? 65500 : 0);
+      c.radius_y = pick(engine, 0, i % 16 < 8 ? 3 : 90);
       if (i % 28 != 3) c.offset_x = pick(engine, -150, 150), c.offset_y = pick(engine, -40, 40);
       if (c.radius_x == c.radius_y && c.radius_x < 63 && c.offset_x == 0 && c.offset_y == 0) continue;  // a circle
     }
