@@ -32,6 +32,11 @@ class SpanStack {
   std::size_t count_ = 0;
 };
 
+/// The first and the last column of a painted run.
+struct Run {
+  unsigned left, right;
+};
+
 /// A row of the image that is being filled, handled 16 pixels at a time while as many are left.
 class Row {
  public:
@@ -103,14 +108,12 @@ void flood_fill(unsigned char* const data, unsigned int width, unsigned int heig
   if (data[std::size_t{y} * stride + x] == value) return;
 
   SpanStack stack;
-  // Paints the run around an old pixel and returns its right end.
-  const auto paint_run = [&](const Row& row, unsigned column, unsigned row_index, unsigned parent_left,
-                             unsigned parent_right, unsigned toward_parent) {
+  // Paints the run around an old pixel.
+  const auto paint_run = [width](const Row& row, unsigned column) {
     row.paint(column);
     const auto left = static_cast<unsigned>(row.paint_left(std::ptrdiff_t{column} - 1));
     const auto right = static_cast<unsigned>(row.paint_right(std::ptrdiff_t{column} + 1, width));
-    stack.push({parent_left, parent_right, left, right, row_index, toward_parent});
-    return right;
+    return Run{left, right};
   };
 
   const auto visit = [&](const Span& from, unsigned row_index, unsigned first, unsigned last, unsigned row_step) {
@@ -118,19 +121,15 @@ void flood_fill(unsigned char* const data, unsigned int width, unsigned int heig
     const Row row = row_at(row_index);
     const std::ptrdiff_t end = std::min(std::ptrdiff_t{last} + 1, std::ptrdiff_t{width});
     for (std::ptrdiff_t c = row.find_old(first, end); c < end;) {
-      const unsigned right = paint_run(row, static_cast<unsigned>(c), row_index, from.left, from.right, 0u - row_step);
+      const Run run = paint_run(row, static_cast<unsigned>(c));
+      stack.push({from.left, from.right, run.left, run.right, row_index, 0u - row_step});
       // The pixel behind a run cannot match.
-      c = row.find_old(std::min(std::ptrdiff_t{right} + 2, end), end);
+      c = row.find_old(std::min(std::ptrdiff_t{run.right} + 2, end), end);
     }
   };
 
-  const unsigned seed_right = paint_run(row_at(y), x, y, 0, 0, 1);
-  // The seed's run has no parent: an inverted range.
-  Span seed = stack.pop();
-  seed.parent_left = seed_right + 1;
-  seed.parent_right = seed_right;
-  stack.push(seed);
-
+  const Run seed = paint_run(row_at(y), x);
+  stack.push({seed.right + 1, seed.right, seed.left, seed.right, y, 1});  // no parent
   while (!stack.empty()) {
     const Span span = stack.pop();
     const unsigned back = span.toward_parent, onward = 0u - back;

@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdint>
 
+#include "fitting/hesse.h"
 #include "fitting/thresholded.h"
 #include "frame/packed.h"
 #include "frame/rounding.h"
@@ -75,7 +77,7 @@ Rect__<Point_<int>> enclosing_orthogonal_rectangle(const Mat<unsigned char>& src
 Rect__<Point_<int>> inscribed_orthogonal_rectangle(const Mat<unsigned char>& src, float angle) {
   const int w = detail::wrapping_sub(src.width, 1), h = detail::wrapping_sub(src.height, 1);
   const float fw = static_cast<float>(w), fh = static_cast<float>(h);
-  const float a = fabsf(angle) * 3.1415927f / 180.0f;
+  const float a = fabsf(angle) * fitting::pi / 180.0f;
   int x0 = 0, y0 = 0, x1 = w, y1 = h;
   if (angle < 0.0f) {
     const float c = cosf(a) * fh, t = tanf(a);

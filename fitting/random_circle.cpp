@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <numeric>
+#include <utility>
 
 #include "fitting/random_sampling.h"
 #include "frame/packed.h"

@@ -39,7 +39,7 @@ struct Line {
 /// The lines still in play, in order, in Hesse form around the image centre.
 class Lines {
  public:
-  static constexpr int capacity = 14;
+  static constexpr int capacity = 10;  // as many as `CalcLinesRandom` finds
 
   int count = 0;
 
@@ -132,9 +132,8 @@ void reduce_to_rectangle(Lines& lines, const Geometry& g) {
       continue;
     }
     if (lines.count < 5) return;
-    constexpr int largest_bundle = 10;
-    int bundle[largest_bundle], size = 0;
-    for (int i = 0; i < lines.count && size < largest_bundle; ++i)
+    int bundle[Lines::capacity], size = 0;
+    for (int i = 0; i < lines.count; ++i)
       if (parallel[i] > 2) bundle[size++] = i;
     if (size < 3) {
       --lines.count;

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <limits>
-
+#include "frame/work_image.h"
 #include "zeb/image.h"
 #include "zeb/point_ops.h"
 
@@ -12,7 +10,7 @@ namespace zeb::fitting {
 class Thresholded {
  public:
   Thresholded(const Mat<unsigned char>& src, unsigned char lower, unsigned char upper, ThresholdMode mode)
-      : buffer_(src.width, src.stride, countable(src)),
+      : buffer_(buffer_for(src)),
         // The buffer's own stride may be wider, but the kernels take one stride for both images.
         view_(buffer_.data, src.width, src.stride, src.height) {
     detail::require(src.width <= src.stride);
@@ -23,11 +21,9 @@ class Thresholded {
   const Mat<unsigned char>& view() const { return view_; }
 
  private:
-  /// The rows of an image whose elements a buffer can count; there is no memory for a larger one.
-  static int countable(const Mat<unsigned char>& src) {
-    const std::int64_t pitch = std::int64_t{src.stride} + 63;
-    if (src.height > 0 && pitch * src.height > std::numeric_limits<std::int32_t>::max()) throw mem::bad_allocation();
-    return src.height;
+  static MatBuffer<unsigned char> buffer_for(const Mat<unsigned char>& src) {
+    frame::require_countable(src.stride, src.height);
+    return {src.width, src.stride, src.height};
   }
 
   MatBuffer<unsigned char> buffer_;

@@ -2,26 +2,10 @@
 #include <cstdint>
 
 #include "frame/packed.h"
+#include "frame/scratch.h"
 #include "zeb/fitting.h"
 
 namespace {
-
-/// Zeroed floats in aligned memory.
-class Signal {
- public:
-  explicit Signal(std::int64_t length)
-      : data_(static_cast<float*>(zeb::mem::aligned_alloc(zeb::mem::byte_count(length, sizeof(float)), 16))) {
-    if (data_ != nullptr) std::fill_n(data_, length, 0.0f);
-  }
-  Signal(const Signal&) = delete;
-  Signal& operator=(const Signal&) = delete;
-  ~Signal() { zeb::mem::aligned_free(data_); }
-
-  float* data() const { return data_; }
-
- private:
-  float* data_;
-};
 
 float sum_of_lanes(__m128 v) {
   v = _mm_hadd_ps(v, v);
@@ -37,13 +21,15 @@ void Correlation(float* result, float* first, float* second, int* weights, int l
   const std::int64_t n = std::max(length, 0), padded = (n + 3) & ~std::int64_t{3};
   // The shifted signals have `max_lag` zeros on both sides, so that every lag finds a partner for each element.
   const std::int64_t shifted_length = padded + 2 * std::int64_t{max_lag};
-  const Signal a(padded), a_weights(padded), b(shifted_length), b_weights(shifted_length);
-  if (a.data() == nullptr || a_weights.data() == nullptr || b.data() == nullptr || b_weights.data() == nullptr) return;
+  const frame::Scratch<float> a(padded, 1), a_weights(padded, 1), b(shifted_length, 1), b_weights(shifted_length, 1);
+  if (!a || !a_weights || !b || !b_weights) return;
+  for (const auto* signal : {&a, &a_weights}) std::fill_n(signal->data(), padded, 0.0f);
+  for (const auto* signal : {&b, &b_weights}) std::fill_n(signal->data(), shifted_length, 0.0f);
   std::copy_n(first, n, a.data());
   std::copy_n(second, n, b.data() + max_lag);
   for (std::int64_t i = 0; i < n; ++i) {
     const float w = static_cast<float>(weights[i]);
-    a_weights.data()[i] = b_weights.data()[max_lag + i] = w;
+    a_weights[i] = b_weights[max_lag + i] = w;
   }
 
   for (std::int64_t m = -std::int64_t{max_lag}; m < max_lag; ++m) {

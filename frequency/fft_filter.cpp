@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/rounding.h"
+#include "frame/work_image.h"
 #include "zeb/filters.h"
 #include "zeb/frequency.h"
 #include "zeb/morphology.h"
@@ -15,14 +16,15 @@ namespace {
 using detail::require;
 using Complex = std::complex<float>;
 
-/// Weights an image in place: 1 at its centre, 0 at a distance of half its size and in the corners.
-void raised_cosine_window(float* dst, const float* src, int width, int height, int dst_stride, int src_stride) {
-  const auto columns = static_cast<std::size_t>(width), rows = static_cast<std::size_t>(height);
+/// Weights an image in place by the root of a raised cosine: 1 at its centre, 0 at a distance of half its size and in
+/// the corners. The distances of the upper left quarter hold for the other three, mirrored.
+void apply_raised_cosine_window(const Mat<float>& image) {
+  const auto columns = static_cast<std::size_t>(image.width), rows = static_cast<std::size_t>(image.height);
   std::vector<float> table(columns * rows);
-  for (int j = 0; j < height / 2; ++j)
-    for (int i = 0; i < width / 2; ++i) {
-      const float v = static_cast<float>(2 * j) / static_cast<float>(height) - 1.0f;
-      const float u = static_cast<float>(2 * i) / static_cast<float>(width) - 1.0f;
+  for (int j = 0; j < image.height / 2; ++j)
+    for (int i = 0; i < image.width / 2; ++i) {
+      const float v = static_cast<float>(2 * j) / static_cast<float>(image.height) - 1.0f;
+      const float u = static_cast<float>(2 * i) / static_cast<float>(image.width) - 1.0f;
       const float r = std::sqrt(u * u + v * v);
       if (!(0.0f <= r && r < 1.0f)) continue;
       const float raised = std::cos(r * 3.1415927f) + 1.0f;
@@ -31,15 +33,17 @@ void raised_cosine_window(float* dst, const float* src, int width, int height, i
       for (const std::size_t y : {top, rows - 1 - top})
         for (const std::size_t x : {left, columns - 1 - left}) table[y * columns + x] = weight;
     }
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x)
-      dst[std::ptrdiff_t{y} * dst_stride + x] =
-          table[static_cast<std::size_t>(y) * columns + static_cast<std::size_t>(x)] *
-          src[std::ptrdiff_t{y} * src_stride + x];
+  for (int y = 0; y < image.height; ++y) {
+    float* const row = image.row(y);
+    const float* const weights = table.data() + static_cast<std::size_t>(y) * columns;
+    for (int x = 0; x < image.width; ++x) row[x] *= weights[x];
+  }
 }
 
-float area(const Mat<unsigned char>& image) { return static_cast<float>(image.width * image.height); }
-float area(const Mat<float>& image) { return static_cast<float>(image.width * image.height); }
+template <class T>
+float area(const Mat<T>& image) {
+  return static_cast<float>(image.width * image.height);
+}
 
 template <class T>
 float image_mean(const Mat<T>& image) {
@@ -133,11 +137,11 @@ void fft_filter(Mat<unsigned char>& dst, Mat<unsigned char>& src, bool window, f
     return;
   }
 
+  frame::require_countable(src.width, src.height);
   MatBuffer<float> spectrum(src.width, src.height), samples(src.width, src.height);
   for (int y = 0; y < src.height; ++y)
     for (int x = 0; x < src.width; ++x) samples.at(y, x) = static_cast<float>(src.at(y, x));
-  if (window)
-    raised_cosine_window(samples.data, samples.data, samples.width, samples.height, samples.stride, samples.stride);
+  if (window) apply_raised_cosine_window(samples);
   fourier_transform(spectrum, samples);
 
   const MatBuffer<float> mask = make_mask(spectrum, filter, params);

@@ -1,3 +1,4 @@
+#include "frame/work_image.h"
 #include "zeb/cast.h"
 #include "zeb/frequency.h"
 
@@ -13,11 +14,13 @@ bool is_square(const Mat<T>& image, int side) {
   return image.width == side && image.height == side;
 }
 
-/// Ends the process unless `image` is a square with a side that a transform takes.
+/// Ends the process unless `image` is a square with a side that a transform takes; throws where no work image could
+/// hold its spectrum, unpacked.
 template <class T>
 void require_side(const Mat<T>& image) {
   const int side = image.width;
   require(side > 0 && (side & (side - 1)) == 0 && image.height == side);
+  frame::require_countable(std::int64_t{side} + 1, std::int64_t{side} + 1);
 }
 
 template <class A, class B>

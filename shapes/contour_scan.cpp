@@ -46,9 +46,7 @@ boost::optional<Point_<int>> next_nonzero(const Bitmap_<short>& image, Point_<in
 /// The neighbours of the elements of a work image.
 class Neighbours {
  public:
-  explicit Neighbours(const Bitmap_<short>& image) : image_(image) {
-    for (int c = 0; c < 8; ++c) offset_[c] = std::ptrdiff_t{dy[c]} * image.stride + dx[c];
-  }
+  explicit Neighbours(const Bitmap_<short>& image) : image_(image), offsets_(image.stride) {}
 
   /// The first of the eight codes from `first` on, ascending or descending, that leads from `p` to an element which is
   /// not 0 and outside the frame. The right and lower sides count as frame with a `margin` of 1, not with 0.
@@ -58,7 +56,7 @@ class Neighbours {
     for (int j = 0; j < 8; ++j) {
       const int c = (ascending ? first + j : first - j) & 7;
       if (!all_inside && !is_inside(p.x + dx[c], p.y + dy[c], margin)) continue;
-      if (at[offset_[c]] != 0) return c;
+      if (at[offsets_[c]] != 0) return c;
     }
     return none;
   }
@@ -69,7 +67,7 @@ class Neighbours {
   }
 
   const Bitmap_<short>& image_;
-  std::ptrdiff_t offset_[8];
+  zeb::shapes::StepOffsets offsets_;
 };
 
 /// Border following in a raster scan: S. Suzuki, K. Abe, "Topological structural analysis of digitized binary images by
@@ -150,12 +148,13 @@ class BorderScan {
   void open_border(bool outer) {
     const auto last = static_cast<std::size_t>(last_border_);
     const int parent = is_outer_[last] == outer ? parents_[last] : last_border_;
-    ++border_count_;
     is_outer_.push_back(outer);
     parents_.push_back(parent);
   }
 
-  /// Follows the new border from `start`, whose neighbour at code `background` is 0, and marks its pixels.
+  int newest_border() const { return static_cast<int>(parents_.size()) - 1; }
+
+  /// Follows the newest border from `start`, whose neighbour at code `background` is 0, and marks its pixels.
   void follow(Point_<int> start, int background) {
     short& first = image_.at(start.y, start.x);
     path_.x.clear();
@@ -163,8 +162,8 @@ class BorderScan {
     const int clockwise = neighbours_.first_set(start, background, false, 0);
     if (clockwise == none) {
       append(start);
-      first = mark(-border_count_);
-      last_border_ = border_count_;
+      first = mark(-newest_border());
+      last_border_ = newest_border();
     } else {
       walk(start, (clockwise + 4) & 7);
       if (first != 1) pass(first);
@@ -175,7 +174,7 @@ class BorderScan {
   /// Goes around until the first step would be repeated. `direction` leads into the start.
   void walk(const Point_<int> start, int direction) {
     const int first_step = neighbours_.first_set(start, direction - 3, true, 0);
-    const short positive = mark(border_count_), negative = mark(-border_count_);
+    const short positive = mark(newest_border()), negative = mark(-newest_border());
     Point_<int> p = start;
     for (bool again = true; again;) {
       append(p);
@@ -219,7 +218,6 @@ class BorderScan {
   std::vector<int> parents_;       // by border number; entry 0 is no border, entry 1 the frame
   std::vector<bool> is_outer_;     // likewise
   int last_border_ = image_frame;  // on which the scan was last; it survives the end of a row
-  int border_count_ = image_frame;
 };
 
 /// Keeps the first contours for which `wanted(index)` holds and drops all others.

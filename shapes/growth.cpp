@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <vector>
 
 #include "frame/scratch.h"
@@ -19,6 +18,7 @@ using zeb::shapes::dy;
 using zeb::shapes::first_set;
 using zeb::shapes::next_code;
 using zeb::shapes::Source;
+using zeb::shapes::StepOffsets;
 
 namespace {
 
@@ -109,11 +109,8 @@ Extents follow(const Target& target, const char* chain, int count, int x, int y,
 /// has none.
 template <class OnStep>
 Extents follow_outline(std::vector<char>& chain, const Source& source, zeb::Point_<int> start, OnStep on_step) {
-  std::ptrdiff_t offset[8];
-  for (int code = 0; code < 8; ++code) offset[code] = dy[code] * source.stride() + dx[code];
-  const std::size_t usual_length =
-      2 * (static_cast<std::size_t>(source.width()) + static_cast<std::size_t>(source.height()));
-  if (chain.capacity() < usual_length) chain.reserve(usual_length);
+  const StepOffsets offsets(source.stride());
+  chain.reserve(source.usual_chain_length());
   const std::size_t steps_before = chain.size();
   Extents extents(start.x, start.y);
   int x = start.x, y = start.y, direction = first_direction;
@@ -127,8 +124,8 @@ Extents follow_outline(std::vector<char>& chain, const Source& source, zeb::Poin
     const int left_x = x, left_y = y;
     x += dx[code];
     y += dy[code];
-    pixel += offset[code];
-    Source::fetch_ahead(pixel, offset[code], 6);
+    pixel += offsets[code];
+    Source::fetch_ahead(pixel, offsets[code]);
     extents.include(x, y);
     if (chain.size() == steps_before) first_target = {x, y};
     chain.push_back(static_cast<char>(code));
@@ -177,15 +174,6 @@ void paint_outline(const Target& target, const std::vector<char>& chain, zeb::Po
   target.fill(box, box.min_x);
 }
 
-/// The first set pixel in raster order from row `start_row` on.
-std::optional<zeb::Point_<int>> find_start(const unsigned char* src, int width, int stride, int height, int start_row) {
-  for (int y = std::max(start_row, 0); y < height; ++y) {
-    const std::ptrdiff_t x = first_set(src + std::ptrdiff_t{y} * stride, 0, width);
-    if (x < width) return zeb::Point_<int>{static_cast<int>(x), y};
-  }
-  return {};
-}
-
 /// The 2 is for chains that repeat their first step.
 float chain_length(const std::vector<char>& chain) {
   const float diagonal = std::sqrt(2.0f);
@@ -193,6 +181,38 @@ float chain_length(const std::vector<char>& chain) {
   for (const char code : chain) length += code % 2 != 0 ? 1.0f : diagonal;
   return length + 2.0f;
 }
+
+/// Clears the areas of outlines in an image. Each is painted in the same corner of a plane of its own, which stays in
+/// the cache.
+class AreaEraser {
+ public:
+  /// `bytes` is the size of the image.
+  AreaEraser(unsigned char* image, int stride, std::int64_t bytes) : image_(image), stride_(stride), plane_(bytes, 1) {}
+
+  explicit operator bool() const { return static_cast<bool>(plane_); }
+
+  void erase(const std::vector<char>& chain, zeb::Point_<int> start, const Extents& box) {
+    const int width = box.max_x - box.min_x + 1, height = box.max_y - box.min_y + 1;
+    const std::int64_t needed = std::int64_t{stride_} * (height - 1) + width;
+    if (needed > clear_) std::memset(plane_.data() + clear_, 0, static_cast<std::size_t>(needed - clear_));
+    clear_ = std::max(clear_, needed);
+
+    Extents corner(0, 0);
+    corner.include(width - 1, height - 1);
+    const Target painted{plane_.data(), width, stride_, height};
+    paint_outline(painted, chain, {start.x - box.min_x, start.y - box.min_y}, corner);
+    unsigned char* const area_box = image_ + std::ptrdiff_t{box.min_y} * stride_ + box.min_x;
+    constexpr std::uint8_t zero = 0;
+    vBMInterleave(area_box, area_box, zero, plane_.data(), width, stride_, height);
+    vBMInterleave(plane_.data(), zero, zero, plane_.data(), width, stride_, height);
+  }
+
+ private:
+  unsigned char* image_;
+  int stride_;
+  zeb::frame::Scratch<unsigned char> plane_;
+  std::int64_t clear_ = 0;  // so many bytes of the plane are 0 between two outlines
+};
 
 }  // namespace
 
@@ -213,13 +233,12 @@ void MMShapeBM(unsigned char* bitmap, char* chain, int width, int stride, int he
 
 bool vShapePlusBM(std::vector<char>& chain, const unsigned char* const src, unsigned char* dst, int width, int stride,
                   int height, int* x, int* y, int* min_x, int* max_x, int* min_y, int* max_y, int start_row) {
-  if (width < 1) return false;
-  const auto start = find_start(src, width, stride, height, start_row);
+  const Source source(src, static_cast<unsigned>(width), static_cast<unsigned>(stride), static_cast<unsigned>(height));
+  const auto start = source.first_set_from(0, std::max(start_row, 0));
   if (!start) return false;
   *x = start->x;
   *y = start->y;
 
-  const Source source(src, static_cast<unsigned>(width), static_cast<unsigned>(stride), static_cast<unsigned>(height));
   const Target target{dst, width, stride, height};
   const OutlineMarks marks(target);
   // Marked on the way: where source and target are one, the walk sees its marks.
@@ -246,8 +265,9 @@ float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, 
   constexpr int most_shapes = 10000;
   const bool has_pixels = width > 0 && height > 0;
   const std::int64_t bytes = has_pixels ? std::int64_t{stride} * (height - 1) + std::max(stride, width) : 0;
-  const zeb::frame::Scratch<unsigned char> remaining(bytes, 1), painted(bytes, 1);
-  if (!remaining || !painted) return 0.0f;
+  const zeb::frame::Scratch<unsigned char> remaining(bytes, 1);
+  AreaEraser eraser(remaining.data(), stride, bytes);
+  if (!remaining || !eraser) return 0.0f;
   if (has_pixels)
     for (int y = 0; y < height; ++y)
       std::memcpy(remaining.data() + std::ptrdiff_t{y} * stride, src + std::ptrdiff_t{y} * stride,
@@ -255,14 +275,13 @@ float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, 
 
   float total = 0.0f, shorter = 1e8f, longer = 0.0f;
   int shapes = 0, start_row = 0;
-  std::int64_t cleared = 0;  // bytes of `painted` that are 0 before each shape
   std::vector<char> chain;
+  const Source source(remaining.data(), static_cast<unsigned>(width), static_cast<unsigned>(stride),
+                      static_cast<unsigned>(height));
   while (shapes < most_shapes) {
-    const auto start = has_pixels ? find_start(remaining.data(), width, stride, height, start_row) : std::nullopt;
+    const auto start = source.first_set_from(0, start_row);
     if (!start) break;
     chain.clear();
-    const Source source(remaining.data(), static_cast<unsigned>(width), static_cast<unsigned>(stride),
-                        static_cast<unsigned>(height));
     const Extents box = follow_outline(chain, source, *start, [](auto...) {});
     const float length = chain_length(chain);
     total += length;
@@ -270,19 +289,7 @@ float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, 
     longer = std::max(longer, length);
     ++shapes;
     start_row = box.min_y;
-
-    // Each shape is painted in the same corner, which stays in the cache.
-    const int box_width = box.max_x - box.min_x + 1, box_height = box.max_y - box.min_y + 1;
-    const std::int64_t needed = std::int64_t{stride} * (box_height - 1) + box_width;
-    if (needed > cleared) std::memset(painted.data() + cleared, 0, static_cast<std::size_t>(needed - cleared));
-    cleared = std::max(cleared, needed);
-    Extents corner(0, 0);
-    corner.include(box_width - 1, box_height - 1);
-    const Target corner_of_painted{painted.data(), box_width + 15, stride, box_height};  // 15 readable bytes more
-    paint_outline(corner_of_painted, chain, {start->x - box.min_x, start->y - box.min_y}, corner);
-    unsigned char* const rest = remaining.data() + std::ptrdiff_t{box.min_y} * stride + box.min_x;
-    vBMInterleave(rest, rest, std::uint8_t{0}, painted.data(), box_width, stride, box_height);
-    vBMInterleave(painted.data(), std::uint8_t{0}, std::uint8_t{0}, painted.data(), box_width, stride, box_height);
+    eraser.erase(chain, *start, box);
   }
   if (shapes == 0) shorter = 0.0f;
   if (count != nullptr) *count = shapes;

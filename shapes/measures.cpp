@@ -4,13 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
-#include "frame/scratch.h"
 #include "shapes/clipped_step.h"
 #include "shapes/directions.h"
-#include "zeb/drawing.h"
 #include "zeb/shapes.h"
 
 using zeb::detail::wrapping_add;

@@ -17,6 +17,7 @@ using zeb::shapes::dy;
 using zeb::shapes::first_set;
 using zeb::shapes::next_code;
 using zeb::shapes::Source;
+using zeb::shapes::StepOffsets;
 
 namespace {
 
@@ -47,10 +48,8 @@ class EndlessWalkCheck {
 /// The codes of a walk in the making. Short chains are collected on the stack and copied once.
 class ChainWriter {
  public:
-  explicit ChainWriter(const Source& source)
-      : capacity_(2 * (static_cast<std::size_t>(source.width()) + static_cast<std::size_t>(source.height()))) {}
+  explicit ChainWriter(const Source& source) : usual_length_(source.usual_chain_length()) {}
 
-  bool empty() const { return used_ == 0 && chain_.empty(); }
   void append(int code) {
     if (used_ == sizeof block_) flush();
     block_[used_++] = static_cast<char>(code);
@@ -65,12 +64,12 @@ class ChainWriter {
 
  private:
   void flush() {
-    chain_.reserve(capacity_);  // enough for an ordinary outline
+    chain_.reserve(usual_length_);
     chain_.insert(chain_.end(), block_, block_ + used_);
     used_ = 0;
   }
 
-  std::size_t capacity_;
+  std::size_t usual_length_;
   std::size_t used_ = 0;
   char block_[512];
   std::vector<char> chain_;
@@ -79,9 +78,7 @@ class ChainWriter {
 /// Walks around the component of `start`, beginning in `direction`, until the walk leaves `start` toward the pixel of
 /// its first step once more. Pixels are compared there, not directions.
 Shape walk(const Source& source, Point_<int> start, int direction, bool ascending) {
-  std::ptrdiff_t offset[8];
-  for (int code = 0; code < 8; ++code) offset[code] = dy[code] * source.stride() + dx[code];
-
+  const StepOffsets offsets(source.stride());
   int x = start.x, y = start.y, d = direction;
   const unsigned char* pixel = source.row(y) + x;
   int min_x = x, max_x = x, min_y = y, max_y = y;
@@ -101,8 +98,8 @@ Shape walk(const Source& source, Point_<int> start, int direction, bool ascendin
     add_area(d);
     x += dx[d];
     y += dy[d];
-    pixel += offset[d];
-    Source::fetch_ahead(pixel, offset[d], 6);
+    pixel += offsets[d];
+    Source::fetch_ahead(pixel, offsets[d]);
     min_x = std::min(min_x, x);
     max_x = std::max(max_x, x);
     min_y = std::min(min_y, y);
@@ -135,9 +132,8 @@ int start_direction(Find_Active_Pixel_Mode mode, bool ascending) {
 
 // ---- where a walk starts --------------------------------------------------------------------------------------------
 
-/// The first set pixel of row `y` from column `x` on.
-Start first_in_row(const Source& source, int y, int x = 0) {
-  const std::ptrdiff_t found = first_set(source.row(y), x, source.width());
+Start first_in_row(const Source& source, int y) {
+  const std::ptrdiff_t found = first_set(source.row(y), 0, source.width());
   return found < source.width() ? Start({static_cast<int>(found), y}) : Start();
 }
 
@@ -218,7 +214,7 @@ Start search_image(const Source& source, Find_Active_Pixel_Mode mode) {
     case Find_Active_Pixel_Mode::from_top:
       return columns_outwards(source, top_in_column);
     default:
-      return rows_outwards(source, [](const Source& s, int y) { return first_in_row(s, y); });
+      return rows_outwards(source, first_in_row);
   }
 }
 
@@ -240,14 +236,11 @@ Start search_line(const Source& source, unsigned index, Find_Active_Pixel_Mode m
   return {};
 }
 
-/// The first set pixel in raster order at or after (`x`, `y`).
+/// The first set pixel in raster order at or after (`x`, `y`). Behind the last column the next row follows.
 Start search_from(const Source& source, unsigned y, unsigned x) {
   if (!source.has_row(y)) return {};
-  int row = static_cast<int>(y);
-  Start start;
-  if (x < static_cast<unsigned>(source.width())) start = first_in_row(source, row, static_cast<int>(x));
-  while (!start && ++row < source.height()) start = first_in_row(source, row);
-  return start;
+  const unsigned column = std::min(x, static_cast<unsigned>(source.width()));
+  return source.first_set_from(static_cast<int>(column), static_cast<int>(y));
 }
 
 /// The left end of the run of set pixels that (`x`, `y`) belongs to.

@@ -6,8 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 #include "shapes/directions.h"
+#include "shapes/row_scan.h"
+#include "zeb/image.h"
 
 /// What the walks around a component share.
 namespace zeb::shapes {
@@ -32,9 +35,24 @@ class Source {
   bool has_column(unsigned x) const { return !empty() && x < std::max<std::ptrdiff_t>(width_, stride_); }
   const unsigned char* row(int y) const { return data_ + y * stride_; }
 
-  /// Fetches the surroundings of the way that `steps` more steps by `offset` would lead from `pixel`; a hint without
-  /// effect outside the image. A walk waits for each row that is not in the cache.
-  static void fetch_ahead(const unsigned char* pixel, std::ptrdiff_t offset, std::ptrdiff_t steps) {
+  /// Twice the side lengths: room for the chain of an ordinary outline.
+  std::size_t usual_chain_length() const {
+    return 2 * (static_cast<std::size_t>(width_) + static_cast<std::size_t>(height_));
+  }
+
+  /// The first set pixel in raster order at or after column `x` of row `y`; neither may be negative.
+  std::optional<Point_<int>> first_set_from(int x, int y) const {
+    for (; width_ > 0 && y < height_; ++y, x = 0) {
+      const std::ptrdiff_t found = first_set(row(y), x, width_);
+      if (found < width_) return Point_<int>{static_cast<int>(found), y};
+    }
+    return {};
+  }
+
+  /// Fetches the surroundings of where a few more steps by `offset` would lead from `pixel`; a hint without effect
+  /// outside the image. A walk waits for each row that is not in the cache.
+  static void fetch_ahead(const unsigned char* pixel, std::ptrdiff_t offset) {
+    constexpr std::ptrdiff_t steps = 6;
     _mm_prefetch(reinterpret_cast<const char*>(pixel) + offset * steps, _MM_HINT_T0);
   }
 

@@ -22,8 +22,7 @@ struct SampleBounds {
   static SampleBounds of_image(int width, int height) { return {0, width - 1, 0, height - 1}; }
 };
 
-/// The weighted sum of the four pixels around a position, or `background`. The two products of the upper row may be
-/// added in either order.
+/// The weighted sum of the four pixels around a position, or `background`.
 inline float sample_bilinear(const unsigned char* src, int stride, float x, float y, const SampleBounds& bounds,
                              float background) {
   const float left = std::floor(x), top = std::floor(y);

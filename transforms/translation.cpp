@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "frame/rounding.h"
+#include "transforms/layout.h"
 #include "zeb/transforms.h"
 
 namespace {
@@ -36,7 +38,7 @@ void translate(unsigned char* dst, unsigned char* src, int width, int height, fl
 }
 
 void translate(Mat<unsigned char>& dst, Mat<unsigned char>& src, float dx, float dy, unsigned char background) {
-  detail::require(dst.data != src.data && dst.height == src.height && dst.stride == src.stride);
+  warping::require_layout(dst, src);
   translate(dst.data, src.data, dst.stride, dst.height, dx, dy, background, 0);
 }
 

@@ -201,7 +201,8 @@ class NearestSampler {
 };
 
 /// One row of a strip of `columns` columns. Where positions run in one direction, groups at its ends are tested until
-/// one is wholly inside; those between need no test.
+/// one is wholly inside; those between need no test. The sampler is a copy, as stored bytes could change any other
+/// object: its members would be read again for each group.
 template <class Warp, class Sampler>
 void warp_row(unsigned char* row, int columns, const Warp& warp, const Sampler sampler, bool monotonic) {
   const auto test = [&](int group) { return sampler.anywhere(row + 4 * group, warp.at(group)); };

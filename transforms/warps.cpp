@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "transforms/layout.h"
 #include "transforms/warping.h"
 #include "zeb/transforms.h"
 
@@ -9,11 +10,6 @@ using namespace zeb::warping;
 namespace {
 
 constexpr float pi = 3.1415927f;
-
-/// What the typed warps demand; widths may differ.
-void require_layout(const zeb::Mat<unsigned char>& dst, const zeb::Mat<unsigned char>& src) {
-  zeb::detail::require(dst.data != src.data && dst.height == src.height && dst.stride == src.stride);
-}
 
 }  // namespace
 

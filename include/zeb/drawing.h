@@ -53,7 +53,7 @@ ZEB_API void flood_fill(Bitmap_<unsigned char>& bitmap, Point_<unsigned int> see
 /// \name Choice under a mask
 /// Each pixel of `dst` becomes that of `second` where `mask` is not 0, else that of `first`; either may be a constant.
 /// `dst` rules width, stride and height, and nothing is checked: all images must be laid out alike. `dst` may be any
-/// of the sources or the mask.
+/// of the sources or the mask. Padding is not written.
 /// @{
 
 /// Chooses between two images.
@@ -72,10 +72,11 @@ ZEB_API void interleave(Bitmap_<unsigned char>& dst, unsigned char first, unsign
 
 }  // namespace zeb
 
-/// A line of stamps of a filled disc of `radius` pixels (0 gives single pixels, a negative one draws nothing), one per
-/// step along the longer extent; equal extents step in y. The end point is left out, so a line from a point to itself
-/// draws nothing, and a closed path of lines paints no point twice. The other coordinate is `start + i * slope + 0.5`,
-/// summed up in `float` and truncated toward zero. Clips at `stride`, not at a width: padding is painted.
+/// A line of stamps of a filled disc, the pixels at a distance of at most `radius` (0 gives single pixels, a negative
+/// one draws nothing), one per step of a pixel along the longer extent; equal extents step in y. The end point is left
+/// out, so a line from a point to itself draws nothing, and a closed path of lines paints no point twice. The other
+/// coordinate is `start + i * slope + 0.5`, summed up in `float` and truncated toward zero. Clips at `stride`, not at a
+/// width: padding is painted.
 ZEB_API void vLine(unsigned char* dst, int x1, int y1, int x2, int y2, int stride, int height, unsigned char value,
                    int radius);
 
@@ -85,9 +86,10 @@ ZEB_API void vDrawRect(unsigned char* dst, int height, int stride, int x, int y,
                        float thickness, unsigned char value);
 
 /// A ring around (`x`, `y`): the pixels whose squared distance is strictly between `(radius - thickness)^2` and
-/// `radius^2`, within a square that leaves out its last column and row. A thickness above the radius does not fill the
-/// disc but leaves a hole again. A negative radius or thickness draws nothing; so does a `mode` that is no `DrawMode`.
-/// Clips at `width`.
+/// `radius^2`, in columns `x - r` to `x + r - 1` and rows `y - r` to `y + r - 1`, with `r` the `radius` rounded, halves
+/// away from zero: a radius with a fraction below one half loses its rightmost column and its lowest row. A thickness
+/// above the radius does not fill the disc but leaves a hole again. A negative radius or thickness draws nothing; so
+/// does a `mode` that is no `DrawMode`. Clips at `width`.
 ZEB_API void vDrawCircle(unsigned char* dst, int width, int height, int stride, int x, int y, float radius,
                          float thickness, unsigned char value, int mode);
 
@@ -118,7 +120,8 @@ ZEB_API void vFillContMsk(const unsigned char* src, unsigned char* mask, int wid
 /// no area and cannot be passed, so that it uses up its layer and what lies below it in the image stays unpainted.
 ///
 /// \param dst     cleared first, padding included, then painted; may be `src`
-/// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2
+/// \param close   other than 0: gaps in the outlines are closed first, by a square of radius 1 and a disk of radius 2,
+///                which take only pixels above 1 as set: outlines of value 1 vanish
 /// \param cancel  null, or a word that ends the work when another thread makes it non-zero: it is read before each
 ///                layer and each outline, without synchronisation. What was painted so far stays
 ///

@@ -126,8 +126,10 @@ ZEB_API std::array<Point_<int>, 4> detect_rectangle_rand_clust(Mat<unsigned char
 ///     itself are a pair.
 /// \param line_count  how many lines were found; 0 where `angles` or `distances` is null
 ///
-/// Both histograms stay untouched where the image has too few active pixels to begin. Source: Hesse normal form and
-/// random pair sampling as in the randomised Hough transform (Xu, Oja, Kultanen 1990).
+/// Both histograms stay untouched where the image has too few active pixels to begin. Pixel positions are held in 16
+/// bits: what lies beyond column or row 32767 is not found where it is.
+///
+/// Source: Hesse normal form and random pair sampling as in the randomised Hough transform (Xu, Oja, Kultanen 1990).
 ZEB_API void CalcLinesRandom(float* angles, float* distances, float* angle_histogram, int angle_bins,
                              float* distance_histogram, int distance_bins, int* line_count, unsigned char* bitmap,
                              int width, int height, int stride);
@@ -166,8 +168,9 @@ ZEB_API void GetCrossPointHesse(float* x, float* y, float angle1, float distance
 /// The distance of two lines in the plane of angle and of distance in halves of `scale`. Angles are to lie in one turn.
 ZEB_API float fLineDistHesse(float angle1, float distance1, float angle2, float distance2, float scale);
 
-/// The signed distance of (`px`, `py`) from the line through two points; the plain distance from the second point where
-/// the two are nearer than 1e-5.
+/// The distance of (`px`, `py`) from the line through two points, positive to the right of the way from the first to
+/// the second as seen on a screen, else negative; the plain distance from the second point where the two are nearer
+/// than 1e-5.
 ZEB_API float distance_point_line(float px, float py, float x1, float y1, float x2, float y2);
 
 /// The distance of two points.
@@ -178,9 +181,10 @@ ZEB_API float euclidean_distance(float x1, float y1, float x2, float y2);
 /// @{
 
 /// The strongest vertical step of each column with a resolution below one pixel: the centre of gravity of the central
-/// differences `d` within five rows of the peak that are at least half of it. The centre of row `y` is at `y + 0.5`.
+/// differences `d` within five rows of the peak that are at least half of it, in rows 1 to `height - 2`. A sum of the
+/// differences below 1 counts as 1. The centre of row `y` is at `y + 0.5`.
 ///
-/// \param positions  `width` values; 0.5 for a column without a step
+/// \param positions  `width` values, in rows; 0.5 for a column without a step
 /// \param falling  0 for steps from dark to bright with growing `y`, else bright to dark
 /// \param threshold  the least step. In columns below `width & ~15` a step equal to it counts and the last of equal
 ///     peaks wins; in the columns from there on a step has to exceed it and the first of equals wins.
@@ -201,13 +205,16 @@ ZEB_API float fGetBMCG(unsigned char* bitmap, int width, int stride, int height,
 ZEB_API int iCompf(void const* a, void const* b);
 
 /// The mean position of the pixels of at least 128 in the `width` by `height` rectangle at (`x`, `y`), in image
-/// coordinates. Nothing is clipped. Without such a pixel both are NaN. The third argument is not read.
+/// coordinates. Nothing is clipped. Without such a pixel both are NaN. Columns and rows are summed up in 32-bit
+/// integers, which wrap around: from some 1600 by 1600 such pixels on, the result is wrong. The third argument is not
+/// read.
 ZEB_API void get_cross_position(unsigned char* bitmap, int stride, int ignored, int x, int y, int width, int height,
                                 float* cx, float* cy);
 
 /// The nearest pixel in the range `low..high` straight to the right, left, above or below of (`x`, `y`), which itself
 /// comes first. At each distance the order of the directions is drawn by `rand`, which is not seeded; the number of
-/// draws grows with the square of the distance searched.
+/// draws grows with the square of the distance searched. Finds nothing from an `x` outside 0 to `width` or a `y`
+/// outside 0 to `height`, or with a `min_radius` above `max_radius`.
 ///
 /// \param ignored  not read
 /// \param min_radius, max_radius  distances to search; `max_radius` 0 stands for the image's diagonal and is rounded,
@@ -223,7 +230,8 @@ ZEB_API bool find_point(unsigned char* bitmap, unsigned char* ignored, int width
 
 /// The first pixel in the range `low..high` along the ray from (`x`, `y`) in direction (`dx`, `dy`), in steps of one
 /// along the longer axis; the start pixel is not looked at. Ends where the distance from the start reaches
-/// `max_distance`, at the border of the image, and at once for a start in column or row 0.
+/// `max_distance`, at the border of the image, and at once for a start outside the image or in column or row 0, without
+/// a direction and with a `max_distance` of 0 and less.
 ///
 /// The ray may step to column `width` or row `height` and looks at that position: all buffers must allow it.
 ///

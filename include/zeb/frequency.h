@@ -11,10 +11,10 @@
 /// \file
 /// Fourier transforms of square images and a filter against periodic patterns.
 ///
-/// Sides are powers of two, from 1 up. `zeb/fft.h` describes the transforms, the three layouts of a spectrum and the
-/// scale of the pictures. Source and destination must not share their pixels. A violated requirement ends the process;
-/// a lack of memory throws `std::bad_alloc`. Sources stay as they are, although some are passed by non-constant
-/// reference.
+/// Sides are powers of two, from 1 to 32768; there is no memory for larger ones. `zeb/fft.h` describes the transforms,
+/// the three layouts of a spectrum and the scale of the pictures. Source and destination must not share their pixels. A
+/// violated requirement ends the process; a lack of memory throws `std::bad_alloc`. Sources stay as they are, although
+/// some are passed by non-constant reference. Padding is neither read nor written, but for `fft::Filter::none`.
 
 namespace zeb {
 
@@ -62,7 +62,9 @@ enum class Filter : std::int32_t {
 /// Column 1 of the packed spectrum (the highest horizontal frequency) passes through every mask.
 ///
 /// \param dst     as large as `src`, with the same stride; may be `src`
-/// \param window  weights the image first: 1 at its centre, falling by a raised cosine to 0 at half the side and beyond
+/// \param window  multiplies the image first by `sqrt((1 + cos(pi * r)) / 2)`, by 0 where `r` is 1 and more: nearly 1
+///                at the centre. In the upper left quarter `r` is the distance from (s / 2, s / 2) in halves of the
+///                side; the other three are its mirror images
 /// \param params  empty, or as many as the value of `filter`, else the process ends. `notch_peaks` and
 ///                `emphasise_peaks` need theirs; without them the process ends
 ///

@@ -140,8 +140,9 @@ enum class Find_Active_Pixel_Mode : std::int32_t {
 /// lead into a walk that never repeats its first step. It ends with `std::length_error` ("vector<T> too long") as soon
 /// as that is certain. Where memory is short, `std::bad_alloc` is thrown.
 ///
-/// `x`, `y` and `index` should lie inside the image: those outside its buffer find nothing, and padding is read like
-/// pixels.
+/// `x`, `y` and `index` should lie inside the image. A row outside it finds nothing, and so does a column from the
+/// `stride` on or a negative one; a column in the padding is read like pixels. With `search`, any `x` outside 0 to
+/// `width` - 1, a negative one too, continues at the next row.
 /// @{
 
 /// Starts near a position; mind the order, `y` comes before `x`. With `search`, the start is the first set pixel at or
@@ -157,7 +158,7 @@ ZEB_API Shape find_next_shape(const Bitmap_<unsigned char>& bitmap, int index, F
 
 /// Starts in the middle of the image and searches outwards, so that something in the middle is found first. With m
 /// half the number of rows (or columns), truncated: line m, then m-1, m+1, m-2, m+2... to 1, then line 0, then the last
-/// line if their number is even. The last line of an odd number is never searched.
+/// line if their number is even. The last line of an odd number from 3 on is never searched.
 ///
 /// | mode          | line                                   | direction with `ascending` | without |
 /// |---------------|----------------------------------------|----------------------------|---------|
@@ -296,9 +297,10 @@ ZEB_API void draw_filled_shape(unsigned char* data, int stride, const zeb::Shape
 ///
 /// A `mark` above 0 fills. The walk first marks each pixel it leaves: one of 0 becomes 250, any other keeps its value;
 /// then 1 is added for a step downward (codes 0 to 2) and 1 subtracted for a step that follows one upward (4 to 6),
-/// modulo 256. Then each row of the walk's extents is filled from the marks, 251 and up beginning a run and 241 to 249
-/// ending one. What the bitmap holds in the extents counts as marks, so it should be 0 there. The target of the last
-/// step is marked and counted in the extents only if the walk leaves it as well, as in a closed chain.
+/// modulo 256. The first step follows the last one of the chain. Then each row of the walk's extents is filled from the
+/// marks: all that are not 0 become 250, those from 251 on begin a run of 250, which ends with the next mark of 241 to
+/// 249 or with the extents. What the bitmap holds in the extents counts as marks, so it should be 0 there. The target
+/// of the last step is marked and counted in the extents only if the walk leaves it as well, as in a closed chain.
 ///
 /// A `mark` of 0 and less stamps a square of 255, `1 - 2 * mark` pixels wide and clipped at the image, at each pixel
 /// the walk leaves, and fills nothing.
@@ -351,11 +353,12 @@ ZEB_API float fPolygonArea(int* xs, int* ys, int count);
 /// the first one counts as well. An isolated pixel is not wiped out: it is found again and again, each time with a
 /// length of 2 plus the square root of 2, until 10000 shapes have been counted, at which the search always ends.
 ///
+/// Throws `std::bad_alloc`, with nothing written, where an outline finds no memory.
+///
 /// \param src  is not changed
 /// \param[out] count,min_length,max_length  number of shapes, the shortest and the longest of them; 0 without any. Each
 ///   may be null.
-/// \return 0 and nothing written where there is no memory for two work images
-/// Throws `std::bad_alloc`, with nothing written, where an outline finds no memory.
+/// \return the sum in pixels; 0 and nothing written where there is no memory for two work images
 ZEB_API float fGetAllShapeLength(unsigned char* src, int width, int stride, int height, int* count, float* min_length,
                                  float* max_length);
 
@@ -410,7 +413,7 @@ enum class ScanSuzukiMode : std::int32_t {
 ///
 /// Each contour lists the border's pixels in the order of the walk, the start pixel first and not repeated at the end.
 /// A line one pixel wide is walked out and back. Components are 8-connected; outer borders run anticlockwise on a
-/// screen, borders of holes are followed on the pixels around the hole. The walk ends on coming back to the start pixel
+/// screen, borders of holes clockwise, on the pixels around the hole. The walk ends on coming back to the start pixel
 /// when its next step would be the first one again. Contours come in the order in which the scan meets them.
 ///
 /// The search for the next pixel that is not background looks at 8 pixels and steps over 56, again and again, up to the

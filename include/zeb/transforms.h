@@ -64,9 +64,11 @@ ZEB_API void translate(Bitmap_<unsigned char>& dst, Bitmap_<unsigned char>& src,
 
 /// A smaller image: `transform` by the scale `factor`, cut to its top left part. Pixels are interpolated between
 /// direct neighbours only, without a low-pass filter before. Width, stride and height of the result are those of `src`
-/// multiplied by `factor` and truncated, its pixel sizes are those of `src` divided by `factor`. Even with a factor of
-/// 1 it goes through the packed warp, whose reciprocal is an estimate. The process ends for a factor above 1 or NaN.
-/// Throws `std::bad_alloc` ("bad allocation").
+/// multiplied by `factor` and truncated, its pixel sizes are those of `src` divided by `factor`. Its padding is not
+/// initialised. Even with a factor of 1 it goes through the packed warp, whose reciprocal is an estimate; so the stride
+/// of `src` should be a multiple of 4. A factor that leaves no whole column or row gives an image without pixels. The
+/// process ends for a factor above 1 or NaN and for a stride of `src` below its width. Throws `std::bad_alloc` ("bad
+/// allocation").
 ZEB_API Image<unsigned char> downsampling(Bitmap_<unsigned char>& src, float factor);
 
 /// \name Warps of plain buffers
@@ -121,7 +123,7 @@ ZEB_API void rotate(unsigned char* dst, unsigned char* src, int width, int heigh
 /// toward zero: 1.5 shifts by 2, -0.7 not at all, -1.7 by -1. What is left open becomes `background`; a shift by the
 /// width and more, and one that is infinite or NaN, leaves everything open.
 /// \param wrap   with the lowest bit set, rows that leave the image at the bottom or top come in again at the other
-///               end; columns never do. The other bits are ignored.
+///               end; columns never do. A `dy` that no integer holds then counts as -2^31. The other bits are ignored.
 ZEB_API void translate(unsigned char* dst, unsigned char* src, int width, int height, float dx, float dy,
                        unsigned char background, int wrap);
 /// @}
@@ -200,15 +202,17 @@ ZEB_API void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_
 /// Directions and spacings go into histograms of `2 * trunc(sqrt(width * height))` bins, 2000 at most. Images without
 /// lines give an angle of 0 and a scale somewhat below 1. Where memory is short, or a size is below 1, neither is
 /// written.
-/// \param angle    rotation in radians, the second image's directions minus the first one's
-/// \param scale    scale of the first image against the second one
+/// \param angle    rotation in radians, the second image's directions minus the first one's, -pi to pi
+/// \param scale    the second image's spacings divided by the first one's: 1.1 where its lines are 10 % farther apart.
+///                 Sought within about 15 % of 1
 ZEB_API void vFindRotationAngle(float* angle, float* scale, unsigned char* image1, unsigned char* image2, int width,
                                 int height, int stride);
 
 /// Measures the rotation between two images in polar form, with one row per angle step over a full turn and one column
 /// per radius: the mean of the shifts of the four, out of sixteen radial bands, that agree best with all others.
-/// Columns beyond 16 times `width / 16` are ignored. Shifts on both sides of the end of the turn pull the mean the
-/// other way.
+/// Columns beyond 16 times `width / 16` are ignored. A shift is the number of rows, from 0 to `height` - 1, by which a
+/// row of `polar2` lies behind the row of `polar1` that it agrees with, the rows closed to a ring. Shifts on both sides
+/// of the end of the turn pull the mean the other way.
 /// \param trace    null, or an image of `stride` by `height` pixels that receives the profiles of the bands of the
 ///                 second (200) and of the first image (120), the shifts found (120) and the result (255)
 /// \return the angle in radians, 0 where memory is short or `height` is below 1

@@ -8,12 +8,8 @@
 #include "tests/support/random_geometry.h"
 #include "zeb/drawing.h"
 #include "zeb/morphology.h"
-#include "zeb/shapes.h"
 
-using zeb::testing::for_each_pixel;
-using zeb::testing::pick;
-using zeb::testing::Picture;
-using zeb::testing::same;
+using namespace zeb::testing;
 
 namespace {
 
@@ -60,122 +56,114 @@ TEST(FloodFill, OutgrowsItsFirstStack) {
   for (int x = 0; x < 4001; ++x) ASSERT_EQ(p(x, 2), x % 2 == 0 ? 9 : 255) << x;
 }
 
-TEST(MaskGrowth, FollowsItsPassesOnRandomImages) {
-  std::mt19937 engine(2);
-  for (int i = 0; i < 400; ++i) {
-    const int width = pick(engine, 1, 90), height = pick(engine, 0, 30), stride = width + pick(engine, 0, 9);
-    Picture src = Picture::random(engine, width, stride, height);
-    src.fill([&](int x, int y) { return src(x, y) % 60; });
-    const int tolerance = pick(engine, 0, 40);
+TEST(MaskGrowth, SetsWhatSimilarNeighboursReach) {
+  for_each_trial(400, 90, 30, [](Trial t) {
+    const auto& [width, stride, height, offset] = t.g;
+    t.src.fill([&](int x, int y) { return t.src(x, y) % 60; });
+    const int tolerance = pick(t.engine, 0, 40);
     Picture expected(width, stride, height);
-    for (int n = pick(engine, 0, 3); n > 0 && height > 0; --n)
-      expected(pick(engine, 0, width - 1), pick(engine, 0, height - 1)) =
-          static_cast<unsigned char>(pick(engine, 1, 255));
+    for (int n = pick(t.engine, 0, 3); n > 0 && height > 0; --n)
+      expected(pick(t.engine, 0, width - 1), pick(t.engine, 0, height - 1)) =
+          static_cast<unsigned char>(pick(t.engine, 1, 255));
     Picture mask(expected);
-    const auto has_similar_neighbour = [&](int x, int y) {
-      for (int dy = -1; dy <= 1; ++dy)
-        for (int dx = -1; dx <= 1; ++dx)
-          if (expected(x + dx, y + dy) != 0 && std::abs(src(x + dx, y + dy) - src(x, y)) <= tolerance) return true;
-      return false;
-    };
+    // The border seeds but does not grow.
     for (bool changed = true; changed;) {
       changed = false;
-      // The border seeds but does not grow.
-      for_each_pixel(width - 2, height - 2, [&](int x, int y) {
-        if (expected(x + 1, y + 1) != 0 || !has_similar_neighbour(x + 1, y + 1)) return;
-        expected(x + 1, y + 1) = 255;
-        changed = true;
-      });
+      for (int y = 1; y < height - 1; ++y)
+        for (int x = 1; x < width - 1; ++x)
+          for (int k = 0; k < 9 && expected(x, y) == 0; ++k) {
+            const int u = x + k % 3 - 1, v = y + k / 3 - 1;
+            if (expected(u, v) == 0 || std::abs(t.src(u, v) - t.src(x, y)) > tolerance) continue;
+            expected(x, y) = 255;
+            changed = true;
+          }
     }
-    vFillContMsk(src.data(), mask.data(), width, stride, height, static_cast<unsigned char>(tolerance));
-    ASSERT_TRUE(same(expected, mask)) << "width " << width << ", height " << height;
-  }
+    vFillContMsk(t.src.data(), mask.data(), width, stride, height, static_cast<unsigned char>(tolerance));
+    ASSERT_TRUE(same(expected, mask)) << "tolerance " << tolerance;
+  });
 }
 
-/// Rings of radius 100, 70, 40 and 15 around the centre.
-Picture rings() {
-  Picture p(220, 224, 220);
-  for (const float radius : {100.0f, 70.0f, 40.0f, 15.0f})
-    vDrawCircle(p.data(), 220, 220, 224, 110, 110, radius, 2.0f, 255, 0);
+/// Square outlines, each from (first, first) to (last, last).
+Picture squares(int side, const std::vector<std::pair<int, int>>& corners, unsigned char value = 2) {
+  Picture p(side, side + 4, side);
+  for (const auto& [first, last] : corners)
+    vDrawRect(p.data(), side, side + 4, first, first, last - first, last - first, 0.0f, value);
   return p;
 }
 
+Picture filled(Picture src, int close) {
+  FloodFill(src.data(), src.data(), src.width(), src.height(), src.stride(), close, nullptr);
+  return src;
+}
+
 TEST(RegionFill, NestedOutlinesAlternate) {
-  const Picture src = rings();
-  Picture dst(220, 224, 220, 77);
+  // Outlines belong to what they enclose. Up to 3 pixels from an outline, another one does not count.
+  const Picture src = squares(90, {{0, 89}, {3, 86}, {20, 70}, {24, 66}, {40, 50}, {74, 82}});
+  Picture expected(90, 94, 90), dst(90, 94, 90, 77);
+  for_each_pixel(94, 90, [&](int x, int y) {
+    const auto within = [x, y](int first, int last) { return first <= x && x <= last && first <= y && y <= last; };
+    const bool black = within(40, 50) || (within(20, 70) && !within(24, 66)) || within(74, 82) || !within(0, 89);
+    expected(x, y) = black ? 0 : 255;
+  });
+  FloodFill(dst.data(), src.data(), 90, 90, 94, 0, nullptr);
+  EXPECT_TRUE(same(expected, dst)) << "padding included";
+  EXPECT_TRUE(same(expected, filled(src, 0))) << "in place";
+
   unsigned go_on = 0, cancel = 1;
-  FloodFill(dst.data(), src.data(), 220, 220, 224, 1, &go_on);
-  for (const auto& [radius, value] : {std::pair{104, 0}, {98, 255}, {85, 255}, {60, 0}, {30, 255}, {8, 0}, {0, 0}})
-    EXPECT_EQ(dst(110 + radius, 110), value) << radius;
-  const Picture untouched(dst);
-  FloodFill(dst.data(), src.data(), 220, 220, 219, nullptr);
-  EXPECT_EQ(dst, untouched) << "a stride below the width";
-  FloodFill(dst.data(), src.data(), 220, 220, 224, 1, &cancel);
-  for_each_pixel(224, 220, [&](int x, int y) { ASSERT_EQ(dst(x, y), 0) << "cleared, then given up"; });
+  FloodFill(dst.data(), src.data(), 90, 90, 94, 0, &go_on);
+  EXPECT_EQ(dst, expected);
+  FloodFill(dst.data(), src.data(), 90, 90, 89, nullptr);
+  EXPECT_EQ(dst, expected) << "a stride below the width";
+  FloodFill(dst.data(), src.data(), 90, 90, 94, 1, &cancel);
+  for_each_pixel(94, 90, [&](int x, int y) { ASSERT_EQ(dst(x, y), 0) << "cleared, then given up"; });
+}
+
+TEST(RegionFill, GapsAreClosedOnRequest) {
+  for (int gap = 0; gap <= 4; ++gap) {
+    Picture src = squares(40, {{10, 30}});
+    for (int x = 0; x < gap; ++x) src(15 + x, 10) = 0;
+    EXPECT_EQ(filled(src, 1)(20, 20), gap <= 2 ? 255 : 0) << gap << ": a square of radius 1 fits through 3 pixels";
+    EXPECT_EQ(filled(src, 0)(20, 20), gap == 0 ? 255 : 0) << gap;
+    EXPECT_EQ(filled(src, 0)(30, 20), 255) << "the line itself";
+  }
+  EXPECT_EQ(filled(squares(40, {{10, 30}}, 1), 0)(20, 20), 255);
+  EXPECT_EQ(filled(squares(40, {{10, 30}}, 1), 1)(20, 20), 0) << "lines of value 1 are lost in the closing";
+  std::mt19937 engine(3);
+  Picture src = Picture::random_binary(engine, 90, 94, 60, 0.3), closed(src), dilated(src);
+  for (const int radius : {1, 2}) {
+    vMMRecursiveMorphOp(dilated.data(), closed.data(), 90, 94, 60, radius, 0, 1, radius == 1);
+    vMMRecursiveMorphOp(closed.data(), dilated.data(), 90, 94, 60, radius, 1, 1, radius == 1);
+  }
+  EXPECT_TRUE(same(filled(closed, 0), filled(src, 1))) << "by the square, then by a disk of radius 2";
+}
+
+TEST(RegionFill, ALonePixelUsesUpItsLayer) {
+  Picture src = squares(60, {{2, 12}, {20, 55}, {30, 40}});
+  src(1, 15) = 255;
+  const Picture dst = filled(src, 0);
+  EXPECT_EQ(dst(7, 7), 255) << "above it";
+  EXPECT_EQ(dst(1, 15), 0);
+  EXPECT_EQ(dst(25, 25), 0) << "below it";
+  src(1, 15) = 0, src(45, 35) = 255;
+  EXPECT_EQ(filled(src, 0)(45, 35), 255) << "one layer deeper";
+  EXPECT_EQ(filled(src, 0)(35, 35), 0);
+}
+
+TEST(RegionFill, LinesFillThemselves) {
+  EXPECT_EQ(filled(Picture(1, 1, 4, 9), 0), Picture(1, 1, 4, 255));
+  EXPECT_EQ(filled(Picture(4, 4, 1, 9), 0), Picture(4, 4, 1, 255));
 }
 
 TEST(RegionFill, CancelsBetweenShapes) {
   // The destination itself serves as the word: the shape that paints it is the last one.
-  Picture squares(40, 40, 60);
-  for (int y = 5; y < 60; y += 20) vDrawRect(squares.data(), 60, 40, 10, y, 12, 12, 0.0f, 255);
+  Picture column(40, 40, 60);
+  for (int y = 5; y < 60; y += 20) vDrawRect(column.data(), 60, 40, 10, y, 12, 12, 0.0f, 255);
   std::vector<unsigned> words(40 * 60 / sizeof(unsigned));
   auto* const painted = reinterpret_cast<unsigned char*>(words.data());
-  FloodFill(painted, squares.data(), 40, 60, 40, 0, &words[(30 * 40 + 12) / sizeof(unsigned)]);
+  FloodFill(painted, column.data(), 40, 60, 40, 0, &words[(30 * 40 + 12) / sizeof(unsigned)]);
   EXPECT_EQ(painted[10 * 40 + 12], 255);
   EXPECT_EQ(painted[30 * 40 + 12], 255) << "a shape is finished";
   EXPECT_EQ(painted[50 * 40 + 12], 0) << "the next one is not begun";
-}
-
-/// One shape after the other over the whole image, as the region fill is described.
-void fill_regions(Picture& dst, const Picture& src, bool close) {
-  const int width = src.width(), stride = src.stride(), height = src.height();
-  Picture layer(src), next(src), filled(width, stride, height), inside(filled);
-  for (const int radius : close ? std::vector<int>{1, 2} : std::vector<int>{}) {
-    vMMRecursiveMorphOp(next.data(), layer.data(), width, stride, height, radius, 0, 1, radius == 1);
-    vMMRecursiveMorphOp(layer.data(), next.data(), width, stride, height, radius, 1, 1, radius == 1);
-  }
-  for_each_pixel(stride, height, [&](int x, int y) { dst(x, y) = 0; });
-  for (int depth = 0; depth < 100; ++depth) {
-    for_each_pixel(stride, height, [&](int x, int y) { next(x, y) = 0; });
-    int shapes = 0;
-    for (; shapes < 10000; ++shapes) {
-      std::vector<char> chain;
-      int x = 0, y = 0, left = 0, right = 0, top = 0, bottom = 0;
-      vShapePlusBM(chain, layer.data(), filled.data(), width, stride, height, &x, &y, &left, &right, &top, &bottom, 0);
-      if (chain.empty()) break;
-      ShapeBM(inside.data(), chain.data(), width, stride, height, static_cast<int>(chain.size()), x, y, -3);
-      inside.fill([&](int u, int v) { return inside(u, v) != 0 ? 0 : filled(u, v); });
-      for_each_pixel(right - left + 1, bottom - top + 1, [&](int dx, int dy) {
-        const int u = left + dx, v = top + dy;
-        if (inside(u, v) != 0) next(u, v) = layer(u, v);
-        if (filled(u, v) != 0) {
-          layer(u, v) = 0;
-          dst(u, v) = depth % 2 == 0 ? 255 : 0;
-        }
-        inside(u, v) = filled(u, v) = 0;
-      });
-    }
-    if (shapes == 0) return;
-    layer = next;
-  }
-}
-
-TEST(RegionFill, FollowsItsStepsOnRandomImages) {
-  std::mt19937 engine(3);
-  for (int i = 0; i < 120; ++i) {
-    // Noise leaves lone pixels, at which the described steps go on for long.
-    const bool noisy = i % 4 == 0, close = pick(engine, 0, 1) == 0, in_place = pick(engine, 0, 3) == 0;
-    const int largest = noisy ? 20 : 70;
-    const int width = pick(engine, 1, largest), stride = width + pick(engine, 0, 9), height = pick(engine, 1, largest);
-    Picture src = Picture::random_binary(engine, width, stride, height, noisy ? 0.15 : 0.0);
-    for (int n = pick(engine, 0, 6); n > 0; --n)
-      vDrawCircle(src.data(), width, height, stride, pick(engine, 0, width), pick(engine, 0, height),
-                  static_cast<float>(pick(engine, 2, 35)), 1.5f, static_cast<unsigned char>(pick(engine, 1, 255)), 0);
-    Picture dst = in_place ? src : Picture::random(engine, width, stride, height), expected = dst;
-    fill_regions(expected, src, close);
-    FloodFill(dst.data(), in_place ? dst.data() : src.data(), width, height, stride, close ? 1 : 0, nullptr);
-    ASSERT_TRUE(same(expected, dst)) << "width " << width << ", height " << height << ", close " << close;
-  }
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/picture.h"
-#include "tests/support/random_geometry.h"
 #include "zeb/drawing.h"
 
 using zeb::DrawMode;
@@ -11,50 +14,33 @@ using zeb::Point_;
 using zeb::Rect__;
 using zeb::um;
 using zeb::testing::for_each_pixel;
-using zeb::testing::pick;
 using zeb::testing::Picture;
-using zeb::testing::same;
 
 namespace {
 
 TEST(Line, WorkedOutByHand) {
-  const auto line = [](int width, int height, int x1, int y1, int x2, int y2, int radius) {
-    Picture p(width, width, height);
-    vLine(p.data(), x1, y1, x2, y2, width, height, 255, radius);
-    return p;
+  const auto expect_line = [](Point_<int> from, Point_<int> to, int radius, const std::vector<std::string>& rows,
+                              const char* why) {
+    const Picture expected = Picture::text(rows);
+    Picture p(expected.width(), expected.stride(), expected.height());
+    auto bitmap = p.bitmap();
+    bitmap.width = 1;  // the stride bounds it, not the width
+    zeb::draw_line(bitmap, from, to, 255, radius);
+    EXPECT_EQ(p, expected) << why;
   };
-  EXPECT_EQ(line(5, 2, 3, 1, 0, 1, 0), Picture::text({".....", ".###."})) << "the end point is left out";
-  EXPECT_EQ(line(3, 6, 0, 0, 2, 5, 0), Picture::text({"#..", "#..", ".#.", ".#.", "..#", "..."}));
-  // y runs -1, -0.75, ... : y + 0.5 is -0.5, -0.25, 0, 0.25; truncation toward zero makes all of them row 0.
-  EXPECT_EQ(line(4, 2, 0, -1, 4, 0, 0), Picture::text({"####", "...."}));
-  EXPECT_EQ(line(7, 5, 3, 2, 4, 2, 2), Picture::text({"...#...", "..###..", ".#####.", "..###..", "...#..."}))
-      << "2 * 2 + 1 * 1 is more than 4";
-  EXPECT_EQ(line(5, 3, 2, 1, 3, 1, -1), Picture(5, 5, 3));
-}
-
-TEST(Line, StampsDiscsAlongItsSteps) {
-  std::mt19937 engine(1);
-  for (int i = 0; i < 2000; ++i) {
-    const int width = pick(engine, 1, 20), stride = width + pick(engine, 0, 4), height = pick(engine, 1, 20);
-    const int x1 = pick(engine, -30, 40), y1 = pick(engine, -30, 40), x2 = pick(engine, -30, 40),
-              y2 = pick(engine, -30, 40), radius = pick(engine, 0, 6);
-    Picture expected(width, stride, height), dst(expected);
-    const bool flat = std::abs(x2 - x1) > std::abs(y2 - y1);
-    const int n = flat ? std::abs(x2 - x1) : std::abs(y2 - y1);
-    const float slope = static_cast<float>(flat ? y2 - y1 : x2 - x1) / static_cast<float>(n);
-    float f = static_cast<float>(flat ? y1 : x1);
-    for (int s = 0; s < n; ++s, f += slope) {
-      const int rounded = static_cast<int>(static_cast<double>(f) + 0.5);
-      const int cx = flat ? (x2 < x1 ? x1 - s : x1 + s) : rounded, cy = flat ? rounded : (y2 < y1 ? y1 - s : y1 + s);
-      // The stride bounds it, not the width.
-      for_each_pixel(stride, height, [&](int x, int y) {
-        if ((x - cx) * (x - cx) + (y - cy) * (y - cy) <= radius * radius) expected(x, y) = 200;
-      });
-    }
-    auto bitmap = dst.bitmap();
-    zeb::draw_line(bitmap, {x1, y1}, {x2, y2}, 200, radius);
-    ASSERT_TRUE(same(expected, dst)) << x1 << ',' << y1 << " to " << x2 << ',' << y2 << " radius " << radius;
-  }
+  expect_line({3, 1}, {0, 1}, 0, {".....", ".###."}, "the end point is left out");
+  expect_line({0, 0}, {2, 5}, 0, {"#..", "#..", ".#.", ".#.", "..#", "..."}, "steps in y");
+  expect_line({4, 3}, {0, 1}, 0, {".....", ".....", ".##..", "...##"}, "backward, halves round up");
+  expect_line({0, -1}, {4, 0}, 0, {"####", "...."}, "-0.5, -0.25, 0 and 0.25 are truncated to row 0");
+  expect_line({-1, 0}, {2, 3}, 0, {"#...", "#...", ".#.."}, "equal extents step in y");
+  expect_line({3, 2}, {4, 2}, 2, {"...#...", "..###..", ".#####.", "..###..", "...#..."}, "2 * 2 + 1 is more than 4");
+  expect_line({1, 0}, {2, 0}, 2, {"####"}, "a disk higher than the image");
+  expect_line({-4, 2}, {2, 2}, 1, {".....", "##...", "###..", "##...", "....."}, "comes from outside");
+  expect_line({4, 2}, {INT32_MAX, 0}, 1, {".....", "....#", "...##", "....#"}, "ends where it has left the image");
+  expect_line({1, 1}, {INT32_MIN, 1}, 0, {"...", "##."}, "to the left as well");
+  expect_line({1, 1}, {INT32_MIN, 1}, 1, {"##.", "###", "##."}, "with a brush");
+  expect_line({2, 1}, {2, 1}, 3, {".....", "....."}, "no step");
+  expect_line({2, 1}, {3, 1}, -1, {".....", "....."}, "a negative radius");
 }
 
 TEST(Rectangle, OutlineEndsOnTheOppositeCorner) {
@@ -76,35 +62,30 @@ TEST(Rectangle, OutlineEndsOnTheOppositeCorner) {
 }
 
 TEST(Circle, IsAnOpenRingWithinAnAsymmetricSquare) {
-  Picture p(5, 5, 5);
-  vDrawCircle(p.data(), 5, 5, 5, 2, 2, 2.4f, 1.0f, 255, 0);
-  // The radius of 2.4 rounds to 2 and the square ends at +1: the pixels at +2 are left out, those at -2 are not.
-  EXPECT_EQ(p, Picture::text({".###.", "##.#.", "#....", "##.#.", "....."}))
-      << "squared distances strictly between 1.96 and 5.76";
+  const auto ring = [](int x, int y, float radius, float thickness) {
+    Picture p(5, 7, 5);
+    auto bitmap = p.bitmap();
+    zeb::draw_circle(bitmap, {x, y}, radius, thickness, 255, DrawMode::overwrite);
+    return p;
+  };
+  const auto text = [](const std::vector<std::string>& rows) { return Picture::text(rows, 7); };
+  EXPECT_EQ(ring(2, 2, 2.4f, 1), text({".###.", "##.#.", "#....", "##.#.", "....."})) << "1.96 to 5.76 in -2 to 1";
+  EXPECT_EQ(ring(2, 2, 2.5f, 0.6f), text({".###.", "#...#", "#...#", "#...#", ".###."})) << "3.61 to 6.25 in -3 to 2";
+  EXPECT_EQ(ring(2, 2, 2, 2), text({".....", ".###.", ".#.#.", ".###.", "....."})) << "neither 0 nor 4";
+  EXPECT_EQ(ring(2, 2, 2, 3), text({".....", ".#.#.", ".....", ".#.#.", "....."})) << "a hole again";
+  EXPECT_EQ(ring(0, 5, 3.5f, 1), text({".....", ".....", "##...", "..#..", "...#."})) << "6.25 to 12.25, clipped";
+  EXPECT_EQ(ring(5, -1, 3.5f, 1), text({"..#..", "...#.", "....#", ".....", "....."}));
+  for (const auto& [radius, thickness] :
+       {std::pair{2.0f, 0.0f}, {-1, 1}, {2, -1}, {NAN, 1}, {2, NAN}, {INFINITY, 1}, {3e9f, 3e9f}})
+    EXPECT_EQ(ring(2, 2, radius, thickness), Picture(5, 7, 5)) << radius << ", " << thickness;
+}
 
-  std::mt19937 engine(2);
-  const float special[] = {2, 0, -1, NAN, INFINITY, 3e9f};
-  for (int i = 0; i < 2000; ++i) {
-    const int width = pick(engine, 1, 20), stride = width + pick(engine, 0, 4), height = pick(engine, 1, 20);
-    const int cx = pick(engine, -9, 29), cy = pick(engine, -9, 29), mode = pick(engine, -1, 3);
-    const auto length = [&] {
-      return pick(engine, 0, 9) == 0 ? special[pick(engine, 0, 5)] : static_cast<float>(pick(engine, 0, 80)) / 8;
-    };
-    const float radius = length(), thickness = length();
-    Picture expected = Picture::random(engine, width, stride, height), dst(expected);
-    const bool draws = radius >= 0 && thickness >= 0 && radius < 1e9f;
-    const float outer = radius * radius, inner = (radius - thickness) * (radius - thickness);
-    const int extent = draws ? static_cast<int>(std::round(radius)) : 0, value = pick(engine, 0, 255);
-    expected.fill([&](int x, int y) {
-      const int dx = x - cx, dy = y - cy, old = expected(x, y);
-      const auto d = static_cast<float>(dx * dx + dy * dy);
-      const bool in_square = dx >= -extent && dx < extent && dy >= -extent && dy < extent;
-      if (!draws || !in_square || !(inner < d && d < outer)) return old;
-      return mode == 0 ? value : mode == 1 ? old - value : mode == 2 ? old + value : old;
-    });
-    auto bitmap = dst.bitmap();
-    zeb::draw_circle(bitmap, {cx, cy}, radius, thickness, static_cast<unsigned char>(value), DrawMode{mode});
-    ASSERT_TRUE(same(expected, dst)) << cx << ',' << cy << " radius " << radius << ", thickness " << thickness;
+TEST(Circle, ModesReplaceOrWrap) {
+  for (const auto& [mode, expected] : {std::pair{-1, 100}, {0, 200}, {1, 156}, {2, 44}, {3, 100}}) {
+    Picture p(3, 3, 3, 100);
+    vDrawCircle(p.data(), 3, 3, 3, 1, 1, 1.5f, 1, 200, mode);
+    EXPECT_EQ(p(0, 1), expected) << mode;
+    EXPECT_EQ(p(1, 1), 100) << mode;
   }
 }
 

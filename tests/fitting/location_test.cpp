@@ -106,18 +106,6 @@ TEST(FineEdge, MatchesTheRuleInAllColumns) {
     });
 }
 
-TEST(FineEdge, TiesAndTheThresholdItselfDependOnTheColumn) {
-  // Two steps of 20, too far apart to share a window, in columns 0 (of a block) and 16 (of the rest).
-  Picture image(17, 17, 40);
-  for (int x = 0; x < 17; ++x)
-    for (int y = 5; y < 40; ++y) image(x, y) = y < 25 ? 20 : 40;
-  // Rows 4 and 5 see the first step, rows 24 and 25 the second one.
-  EXPECT_EQ(edges(image, 0, 10)[0], 25.0f);
-  EXPECT_EQ(edges(image, 0, 10)[16], 5.0f);
-  EXPECT_EQ(edges(image, 0, 20)[0], 25.0f);
-  EXPECT_EQ(edges(image, 0, 20)[16], 0.5f);
-}
-
 TEST(CentreOfGravity, OfAPeakBetweenItsCrossings) {
   float guarded[] = {0, 0, 0, 4, 8, 4, 0, 0, 0};
   float* profile = guarded + 1;

@@ -11,52 +11,74 @@
 #include "zeb/drawing.h"
 #include "zeb/fitting.h"
 
+using zeb::Point_;
 using namespace zeb::testing;
 
 namespace {
 
 using Floats = std::vector<float>;
+constexpr float two_pi = 6.2831855f;
 
-/// A plain rendering of the line search, with the same generator.
-struct LineSearch {
+/// What the line search gives.
+struct Lines {
   Floats angles, distances, angle_histogram, distance_histogram;
 
-  LineSearch(const Picture& image, int angle_bins, int distance_bins)
+  Lines(int angle_bins, int distance_bins)
       : angle_histogram(static_cast<std::size_t>(angle_bins), -1.0f),
-        distance_histogram(static_cast<std::size_t>(distance_bins), -1.0f),
-        image_(image),
-        w_(image.width()),
-        h_(image.height()) {
+        distance_histogram(static_cast<std::size_t>(distance_bins), -1.0f) {}
+
+  friend bool operator==(const Lines& a, const Lines& b) {
+    return a.angles == b.angles && a.distances == b.distances && a.angle_histogram == b.angle_histogram &&
+           a.distance_histogram == b.distance_histogram;
+  }
+};
+
+Lines lines_in(Picture& image, int angle_bins, int distance_bins) {
+  Lines found(angle_bins, distance_bins);
+  float angles[10], distances[10];
+  int count = -1;
+  zeb::CalcLinesRandom(angles, distances, found.angle_histogram.data(), angle_bins, found.distance_histogram.data(),
+                       distance_bins, &count, image.data(), image.width(), image.height(), image.stride());
+  found.angles.assign(angles, angles + count);
+  found.distances.assign(distances, distances + count);
+  return found;
+}
+
+/// A plain rendering of the line search, with the same generator.
+class PlainLineSearch {
+ public:
+  explicit PlainLineSearch(const Picture& image) : image_(image), w_(image.width()), h_(image.height()) {}
+
+  Lines run(int angle_bins, int distance_bins) {
+    Lines found(angle_bins, distance_bins);
     int active = 0;
-    for (int y = 0; y < h_; ++y)
-      for (int x = 0; x < w_; ++x) active += image(x, y) != 0 ? 1 : 0;
+    for_each_pixel(w_, h_, [&](int x, int y) { active += image_(x, y) != 0 ? 1 : 0; });
     const float wanted = static_cast<float>(active - 1) * static_cast<float>(active) / 12.0f;
-    if (1.0f > wanted) return;
+    if (1.0f > wanted) return found;
     sample();
     pair(static_cast<std::size_t>(std::min(wanted, 2000.0f)));
-    histograms(angle_bins, distance_bins);
-    if (!angle_.empty()) cluster();
+    count(found.angle_histogram, found.distance_histogram);
+    if (!angle_.empty()) cluster(found);
+    return found;
   }
 
  private:
   void sample() {
     const int attempts = static_cast<int>(sqrtf(static_cast<float>(w_ * h_))) * 64;
-    int spacing = static_cast<int>(sqrtf(static_cast<float>(w_) * 0.0001f * static_cast<float>(h_)));
-    if (spacing < 5) spacing = 4;
+    const int spacing = std::max(4, static_cast<int>(sqrtf(static_cast<float>(w_) * 0.0001f * static_cast<float>(h_))));
     srand(1125525848);
-    for (int attempt = 0; attempt < attempts && x_.size() < 2000; ++attempt) {
+    for (int attempt = 0; attempt < attempts && points_.size() < 2000; ++attempt) {
       const int row = rand() % h_;
       if (row < spacing || row >= h_ - spacing - 1) continue;
       const int col = rand() % w_;
       if (col < spacing || col >= w_ - spacing) continue;
-      bool near = false;
-      for (std::size_t i = 0; i < x_.size(); ++i) near |= std::abs(col - x_[i]) + std::abs(row - y_[i]) < spacing;
-      if (near) continue;
+      if (std::any_of(points_.begin(), points_.end(),
+                      [&](auto p) { return std::abs(col - p.x) + std::abs(row - p.y) < spacing; }))
+        continue;
       for (int k = 0; k < 81; ++k) {
         const int place = attempt % 2 == 1 ? k : 80 - k, x = col - 4 + place % 9, y = row - 4 + place / 9;
         if (image_(x, y) == 0) continue;
-        x_.push_back(x);
-        y_.push_back(y);
+        points_.push_back({x, y});
         break;
       }
     }
@@ -65,58 +87,56 @@ struct LineSearch {
   void pair(std::size_t wanted) {
     const int hw = w_ / 2, hh = h_ / 2;
     const int min_sq = static_cast<int>(w_ * 0.0004 * h_), max_sq = static_cast<int>(w_ * 0.04 * h_);
-    for (std::size_t i = 0; i + 1 < x_.size(); ++i) {
-      int wx = x_[i], wy = y_[i];
-      for (std::size_t j = i + 1; j < x_.size(); ++j) {
-        const int d = (x_[j] - wx) * (x_[j] - wx) + (y_[j] - wy) * (y_[j] - wy);
+    for (std::size_t i = 0; i < points_.size(); ++i)
+      for (std::size_t j = i + 1; j < points_.size(); ++j) {
+        Point_<int>&first = points_[i], second = points_[j];
+        const int d = (second.x - first.x) * (second.x - first.x) + (second.y - first.y) * (second.y - first.y);
         if (d < min_sq || d > max_sq) continue;
-        const int mx = (x_[j] + wx) / 2, my = (y_[j] + wy) / 2;
+        const int mx = (second.x + first.x) / 2, my = (second.y + first.y) / 2;
         if (mx < 0 || my < 0 || mx >= w_ || my >= h_ || image_(mx, my) < 128) continue;
-        wx -= hw;
-        wy -= hh;
-        const int x2 = x_[j] - hw, y2 = y_[j] - hh;
-        const float dx = static_cast<float>(x2 - wx), dy = static_cast<float>(wy - y2), l = sqrtf(dx * dx + dy * dy);
+        first = {first.x - hw, first.y - hh};  // it stays displaced
+        const float dx = static_cast<float>(second.x - hw - first.x), dy = static_cast<float>(first.y - second.y + hh);
+        const float l = sqrtf(dx * dx + dy * dy);
         if (1.0f > l) continue;
-        float nx = dy / l, ny = dx / l, dist = static_cast<float>(wx) * nx + static_cast<float>(wy) * ny;
+        float nx = dy / l, ny = dx / l, dist = static_cast<float>(first.x) * nx + static_cast<float>(first.y) * ny;
         if (0 > dist) nx = -nx, ny = -ny, dist = -dist;
-        float angle = atan2f(ny, nx);
-        if (angle < 0) angle += 6.2831855f;
-        angle_.push_back(angle);
+        const float angle = atan2f(ny, nx);
+        angle_.push_back(angle < 0 ? angle + two_pi : angle);
         distance_.push_back(dist);
         if (angle_.size() == wanted) return;
+      }
+  }
+
+  void count(Floats& angles, Floats& distances) const {
+    if (angles.empty()) return;
+    const int angle_bins = static_cast<int>(angles.size()), limit = std::max(w_, h_);
+    const auto bin = [&](std::size_t i) {
+      return static_cast<int>(static_cast<float>(angle_bins) * angle_[i] / two_pi);
+    };
+    const auto add = [](Floats& histogram, int b) {
+      if (0 <= b && static_cast<std::size_t>(b) < histogram.size()) ++histogram[static_cast<std::size_t>(b)];
+    };
+    std::fill(angles.begin(), angles.end(), 0.0f);
+    std::fill(distances.begin(), distances.end(), 0.0f);
+    for (std::size_t i = 0; i < angle_.size(); ++i) {
+      add(angles, bin(i));
+      for (std::size_t j = i; j < angle_.size() && i + 1 < angle_.size(); ++j) {
+        float value = static_cast<float>(limit * 10);
+        if (bin(i) == bin(j)) value = fabsf(distance_[i] - distance_[j]);
+        if (std::abs(bin(i) - bin(j)) == angle_bins / 2) value = distance_[j] + distance_[i];
+        add(distances, static_cast<int>(static_cast<float>(distances.size()) * value) / limit);
       }
     }
   }
 
-  void histograms(int angle_bins, int distance_bins) {
-    const auto bin = [&](std::size_t i) {
-      return static_cast<int>(static_cast<float>(angle_bins) * angle_[i] / 6.2831855f);
-    };
-    const auto count = [](Floats& histogram, int b) {
-      if (0 <= b && static_cast<std::size_t>(b) < histogram.size()) ++histogram[static_cast<std::size_t>(b)];
-    };
-    std::fill(angle_histogram.begin(), angle_histogram.end(), 0.0f);
-    for (std::size_t i = 0; i < angle_.size(); ++i) count(angle_histogram, bin(i));
-    if (angle_bins < 1) return;
-    std::fill(distance_histogram.begin(), distance_histogram.end(), 0.0f);
-    const int limit = std::max(w_, h_);
-    for (std::size_t i = 0; i + 1 < angle_.size(); ++i)
-      for (std::size_t j = i; j < angle_.size(); ++j) {
-        float value = static_cast<float>(limit * 10);
-        if (bin(i) == bin(j)) value = fabsf(distance_[i] - distance_[j]);
-        if (std::abs(bin(i) - bin(j)) == angle_bins / 2) value = distance_[j] + distance_[i];
-        count(distance_histogram, static_cast<int>(static_cast<float>(distance_bins) * value) / limit);
-      }
-  }
-
-  void cluster() {
+  void cluster(Lines& found) const {
     const std::size_t n = angle_.size();
     const float scale = static_cast<float>(h_ / 2 + w_ / 2) * 0.5f;
     const auto D = [&](std::size_t a, std::size_t b) {
       return zeb::fLineDistHesse(angle_[a], distance_[a], angle_[b], distance_[b], scale);
     };
     Floats score(n, 200.0f);
-    float total = 0;
+    float total = 0, peak = 0;
     for (std::size_t a = 0; a < n; ++a)
       for (std::size_t b = a + 1; b < n; ++b) {
         const float d = D(a, b);
@@ -125,11 +145,9 @@ struct LineSearch {
         score[b] += 2.0f / (d + 0.005f);
       }
     const float mean = total / static_cast<float>(n);
-    float peak = 0;
-    while (angles.size() < 10) {
-      std::size_t best = 0;
-      for (std::size_t k = 0; k < n; ++k)
-        if (score[k] > 0 && score[k] > score[best]) best = k;
+    while (found.angles.size() < 10) {
+      // Scores fall below 0, too.
+      const auto best = static_cast<std::size_t>(std::max_element(score.begin(), score.end()) - score.begin());
       if (peak < 1e-8f) peak = score[best];
       if (peak * 0.1f > score[best] || static_cast<float>(n) * 4.0f / mean > score[best]) return;
       float c = 0, s = 0, dist = 0, weight = 0;
@@ -147,29 +165,15 @@ struct LineSearch {
           if (score[m] >= 1e-8f) score[m] -= 2.0f / (D(k, m) + 0.005f);
       }
       if (!(weight > 1e-8f)) continue;
-      angles.push_back(atan2f(s / weight, c / weight));
-      distances.push_back(dist / weight);
+      found.angles.push_back(atan2f(s / weight, c / weight));
+      found.distances.push_back(dist / weight);
     }
   }
 
   const Picture& image_;
   int w_, h_;
-  std::vector<int> x_, y_;
+  std::vector<Point_<int>> points_;
   Floats angle_, distance_;
-};
-
-struct Lines {
-  Floats angles = Floats(10, -9.0f), distances = Floats(10, -9.0f);
-  int count = -1;
-
-  Lines(Picture& image, Floats& angle_histogram, Floats& distance_histogram) {
-    zeb::CalcLinesRandom(angles.data(), distances.data(), angle_histogram.data(),
-                         static_cast<int>(angle_histogram.size()), distance_histogram.data(),
-                         static_cast<int>(distance_histogram.size()), &count, image.data(), image.width(),
-                         image.height(), image.stride());
-    angles.resize(static_cast<std::size_t>(count));
-    distances.resize(static_cast<std::size_t>(count));
-  }
 };
 
 /// A drawing of random lines with noise, in several grey values.
@@ -188,49 +192,35 @@ Picture scribble(std::mt19937& engine, int width, int stride, int height) {
 
 TEST(LineSearch, MatchesThePlainRendering) {
   std::mt19937 engine(1);
-  int found = 0;
+  std::size_t count = 0;
   for (int i = 0; i < 24; ++i) {
     const int width = pick(engine, 5, 400), height = pick(engine, 5, 300);
     SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
     Picture image = i == 20 ? scribble(engine, 1700, 1700, 900) : scribble(engine, width, width + i % 7, height);
     const int angle_bins = i % 5 == 1 ? 0 : pick(engine, 1, 60), distance_bins = i % 5 == 2 ? 0 : pick(engine, 1, 90);
-    const LineSearch expected(image, angle_bins, distance_bins);
+    const Lines expected = PlainLineSearch(image).run(angle_bins, distance_bins);
     const int next = rand();
-    Floats angles(static_cast<std::size_t>(angle_bins), -1.0f),
-        distances(static_cast<std::size_t>(distance_bins), -1.0f);
-    const Lines lines(image, angles, distances);
-    if (lines.count > 0) {
+    const Lines found = lines_in(image, angle_bins, distance_bins);
+    if (!found.angles.empty()) {
       ASSERT_EQ(rand(), next) << "the state of the generator";
     }
-    ASSERT_EQ(lines.angles, expected.angles);
-    ASSERT_EQ(lines.distances, expected.distances);
-    ASSERT_EQ(angles, expected.angle_histogram);
-    ASSERT_EQ(distances, expected.distance_histogram);
-    found += lines.count;
+    ASSERT_EQ(found.angles, expected.angles);
+    ASSERT_TRUE(found == expected);
+    count += found.angles.size();
   }
-  EXPECT_GT(found, 20);
+  EXPECT_GT(count, 20u);
 }
 
-TEST(LineSearch, LeavesHistogramsWithoutEnoughPixels) {
-  Picture single(100, 100, 100);
+TEST(LineSearch, NeedsTwelvePairsOfPixelsForALine) {
+  Picture dash(100, 100, 100), single(100, 100, 100);
   single(50, 50) = 255;
-  Floats histogram(5, 7.0f);
-  EXPECT_EQ(Lines(single, histogram, histogram).count, 0);
-  EXPECT_EQ(histogram, Floats(5, 7.0f));
-  int count = 5;
-  float value = 0;
-  zeb::CalcLinesRandom(nullptr, &value, nullptr, 0, nullptr, 0, &count, single.data(), 100, 100, 100);
-  EXPECT_EQ(count, 0);
-}
-
-TEST(LineSearch, CountsASingleLineInASingleBin) {
+  EXPECT_TRUE(lines_in(single, 5, 5) == Lines(5, 5)) << "untouched";
   // Four pixels: 4 * 3 / 12 lines are sought. One line makes no pair.
-  Picture dash(100, 100, 100);
   for (int x = 50; x < 54; ++x) dash(x, 50) = 255;
-  Floats angles(1, 7.0f), distances(1, 7.0f);
-  EXPECT_EQ(Lines(dash, angles, distances).count, 0);
-  EXPECT_EQ(angles, Floats(1, 1.0f));
-  EXPECT_EQ(distances, Floats(1, 0.0f));
+  const Lines found = lines_in(dash, 1, 1);
+  EXPECT_TRUE(found.angles.empty());
+  EXPECT_EQ(found.angle_histogram, Floats(1, 1.0f));
+  EXPECT_EQ(found.distance_histogram, Floats(1, 0.0f));
 }
 
 using Circle = std::array<float, 3>;  // radius and centre
@@ -317,54 +307,35 @@ Circle plain_circle(const Picture& image) {
   return {r / total, x / total, y / total};
 }
 
+void expect_plain_circle(Picture& image) {
+  SCOPED_TRACE(::testing::Message() << image.width() << " x " << image.height());
+  const Circle expected = plain_circle(image);
+  const int next = rand();
+  EXPECT_EQ(circle_in(image), expected);
+  if (expected[0] > 0) {
+    EXPECT_EQ(rand(), next) << "the state of the generator";
+  }
+}
+
 TEST(CircleSearch, MatchesThePlainRendering) {
   std::mt19937 engine(3);
   for (int i = 0; i < 24; ++i) {
     const int width = pick(engine, 1, 250), height = pick(engine, 1, 200);
-    SCOPED_TRACE(::testing::Message() << i << ": " << width << " x " << height);
     Picture image = i % 2 == 0 ? scribble(engine, width, width + i % 5, height) : Picture(width, width + i % 5, height);
-    const int side = std::min(width, height);
     if (i % 2 == 1)
       vDrawCircle(image.data(), width, height, image.stride(), width / 2, height / 2,
-                  static_cast<float>(pick(engine, 0, side / 2)), 2.0f, 255, 0);
-    const Circle expected = plain_circle(image);
-    const int next = rand();
-    EXPECT_EQ(circle_in(image), expected);
-    if (expected[0] > 0) {
-      EXPECT_EQ(rand(), next) << "the state of the generator";
-    }
+                  static_cast<float>(pick(engine, 0, std::min(width, height) / 2)), 2.0f, 255, 0);
+    expect_plain_circle(image);
   }
-}
-
-TEST(CircleSearch, OfALargeImageLeavesTheGeneratorInTheSamePlace) {
+  Picture row(100, 100, 1, 255), column(1, 1, 100, 255);
+  expect_plain_circle(row);
+  expect_plain_circle(column);
   // Numbers are drawn ahead here. The small ring never gives three points far enough apart: all attempts are used up.
   for (const float radius : {30.0f, 300.0f}) {
     Picture image(1200, 1201, 900);
     vDrawCircle(image.data(), 1200, 900, image.stride(), 640, 450, radius, 2.0f, 255, 0);
-    const Circle expected = plain_circle(image);
-    const int next = rand();
-    EXPECT_EQ(circle_in(image), expected) << radius;
-    EXPECT_EQ(rand(), next) << radius;
+    expect_plain_circle(image);
   }
-}
-
-TEST(CircleSearch, RecoversADrawnCircle) {
-  for (const int size : {100, 256})
-    for (const float radius : {0.25f, 0.35f, 0.45f}) {
-      const float r = radius * static_cast<float>(size);
-      Picture image(size, size, size);
-      vDrawCircle(image.data(), size, size, size, size / 2 - 2, size / 2, r, 2.0f, 255, 0);
-      const auto [found_radius, x, y] = circle_in(image);
-      EXPECT_NEAR(found_radius, r - 1, 1.0f) << size;
-      EXPECT_NEAR(x, static_cast<float>(size / 2 - 2), 0.7f) << size << " " << r;
-      EXPECT_NEAR(y, static_cast<float>(size / 2), 0.7f) << size << " " << r;
-    }
-}
-
-TEST(CircleSearch, OfASingleLineOfPixelsIsStraight) {
-  Picture row(100, 100, 1, 255), column(1, 1, 100, 255);
-  EXPECT_NEAR(circle_in(row)[0], 1e8f, 1e5f);
-  EXPECT_NEAR(circle_in(column)[0], 1e8f, 1e5f);
 }
 
 TEST(CircleSearch, NeedsAllItsArguments) {
@@ -382,7 +353,7 @@ TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {
   std::mt19937 engine(4);
   std::uniform_real_distribution<float> value(-10.0f, 10.0f);
   for (int i = 0; i < 300; ++i) {
-    const int length = pick(engine, 1, 60), max_lag = pick(engine, 0, i % 10 == 0 ? 90 : 9);
+    const int length = pick(engine, 0, 60), max_lag = pick(engine, 0, i % 10 == 0 ? 90 : 9);
     const auto n = static_cast<std::size_t>(length);
     Floats first(n), second(n), result(static_cast<std::size_t>(2 * max_lag) + 1, -5.0f);
     std::vector<int> weights(n);
@@ -405,12 +376,6 @@ TEST(WeightedCorrelation, AddsFourPartialSumsPerLag) {
     }
     ASSERT_EQ(result.back(), -5.0f) << "one value too many";
   }
-}
-
-TEST(WeightedCorrelation, WithoutData) {
-  Floats result(4);
-  zeb::Correlation(result.data(), nullptr, nullptr, nullptr, 0, 2);
-  for (const float r : result) EXPECT_TRUE(std::isnan(r));
 }
 
 }  // namespace

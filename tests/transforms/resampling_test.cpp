@@ -52,65 +52,63 @@ TEST(MapData, FollowsItsRulesToTheLastBitOnAnyLayout) {
   }
 }
 
-TEST(MapData, LanesTakeTheOffsetsOfTheRowsBelow) {
-  Picture src(6, 6, 5), dst(6, 6, 2, 50);
-  for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 6; ++x) src(x, y) = static_cast<unsigned char>(10 * y + x);
-  float map_x[] = {0, 1, 2, 3, 4, 4.5f}, map_y[] = {0, 1, 2, 9, 0.25f};
-  zeb::map_data(dst.data(), src.data(), 6, 6, 2, map_x, map_y, 0, 5, 0, 4, 200);
-  // Row 0 takes 0, 1, 2, 9 and then 0 for the rest; row 1 takes 1, 2, 9, 0.25 and then 1. Its groups begin at byte 4,
-  // where they replace the rest of row 0.
-  const std::vector<unsigned char> bytes{0, 11, 22, 200, 20, 31, 200, 16, 50, 50, 24, 24};
-  EXPECT_EQ(std::vector<unsigned char>(dst.data(), dst.data() + 12), bytes);
-  // 0.49 is added in single precision, which makes 1 of 0.51.
-  zeb::map_data(dst.data(), src.data(), 3, 6, 1, map_x, map_y, 0, 1, 0, 4, 0.51f);
-  EXPECT_EQ(dst(2, 0), 1);
-  // Seen from column 3 of row 2, bounds may lie before the first pixel.
-  float around_x[] = {-3, -2, 0, 4, -1}, around_y[] = {-1, -1, -2, -1};
-  zeb::map_data(dst.data(), &src(3, 2), 5, 6, 1, around_x, around_y, -2, 2, -1, 0, 99);
-  EXPECT_EQ(std::vector<unsigned char>(dst.data(), dst.data() + 5), (std::vector<unsigned char>{99, 11, 99, 99, 12}));
+TEST(MapData, RestColumnsRoundInSinglePrecision) {
+  Picture src(3, 3, 2), dst(src);
+  float map_x[] = {0, 0, 2}, map_y[] = {0};
+  zeb::map_data(dst.data(), src.data(), 3, 3, 1, map_x, map_y, 0, 1, 0, 1, 0.51f);
+  EXPECT_EQ(dst(2, 0), 1) << "0.51f is a little less than 0.51";
+}
+
+TEST(MapData, BoundsMayLieBeforeTheFirstPixel) {
+  Picture src(6, 6, 5), dst(6, 6, 1);
+  src.fill([](int x, int y) { return 10 * y + x; });
+  float map_x[] = {-3, -2, 0, 4, -1}, map_y[] = {-1, -1, -2, -1};
+  zeb::map_data(dst.data(), &src(3, 2), 5, 6, 1, map_x, map_y, -2, 2, -1, 0, 99);
+  EXPECT_EQ(dst, Picture::grey({{99, 11, 99, 99, 12, 0}}));
 }
 
 TEST(ReduceResolution, TakesTheMaximumOverAClippedDisk) {
   std::mt19937 engine(2);
   for (int i = 0; i < 150; ++i) {
-    const int width = pick(engine, 10, 90), height = pick(engine, 10, 90);
+    const int width = pick(engine, 10, 90), height = pick(engine, 10, 90), stride = width + pick(engine, 0, 5);
     const int factor = pick(engine, 1, std::min(width, height) / 10), r = factor / 2 + 1;
     SCOPED_TRACE(::testing::Message() << width << " x " << height << " by " << factor);
-    const Picture src = Picture::random(engine, width, width + pick(engine, 0, 5), height + 1);
+    const Picture src = Picture::random(engine, width, stride, height + 1);
     // Exactly what may be read, for the address checker: reduced by 2, disks reach a row below an even height.
-    const int readable = src.stride() * height + (factor == 2 && height % 2 == 0 ? width - 1 : width - src.stride());
+    const int readable = stride * height + (factor == 2 && height % 2 == 0 ? width - 1 : width - stride);
     std::vector<unsigned char> exact(src.data(), src.data() + readable);
     const int w = width / factor, h = height / factor;
     Picture expected(w, (w + 3) / 4 * 4, h, 1), dst(expected);
-    for (int y = 0; y < h; ++y)
-      for (int x = 0; x < w; ++x) {
-        int value = 0;
-        const int cx = factor * x + (width % factor) / 2, cy = factor * y + (height % factor) / 2;
-        for (int dy = y - r < 0 ? -y : -r; dy <= (y + r >= height ? height - 1 - y : r); ++dy)
-          for (int dx = x - r < 0 ? -x : -r; dx <= (x + r >= width ? width - 1 - x : r); ++dx)
-            if (dx * dx + dy * dy <= r * r) value = std::max<int>(value, src(cx + dx, cy + dy));
-        expected(x, y) = static_cast<unsigned char>(value);
-      }
+    expected.fill([&](int x, int y) {
+      int value = 0;
+      const int cx = factor * x + (width % factor) / 2, cy = factor * y + (height % factor) / 2;
+      for (int dy = std::max(-r, -y); dy <= std::min(r, height - 1 - y); ++dy)
+        for (int dx = std::max(-r, -x); dx <= std::min(r, width - 1 - x); ++dx)
+          if (dx * dx + dy * dy <= r * r) value = std::max<int>(value, src(cx + dx, cy + dy));
+      return value;
+    });
     int out[3] = {};
-    zeb::reduce_resolution(dst.data(), exact.data(), out, out + 1, out + 2, width, height, src.stride(), factor);
+    zeb::reduce_resolution(dst.data(), exact.data(), out, out + 1, out + 2, width, height, stride, factor);
     ASSERT_TRUE(same(expected, dst));
     EXPECT_TRUE(out[0] == w && out[1] == h && out[2] == expected.stride());
-    for (const int bad : {std::min(width, height) / 10 + 1, 0, -factor, INT_MIN, INT_MAX}) {
-      int size[3] = {w, w, w};
-      zeb::reduce_resolution(dst.data(), exact.data(), size, size + 1, size + 2, width, height, src.stride(), bad);
-      ASSERT_TRUE(same(expected, dst)) << "no pixel is written for a factor of " << bad;
-      if (bad < 0)
-        EXPECT_TRUE(size[0] == width / bad && size[1] == height / bad && size[2] == -(-size[0] / 4 * 4)) << bad;
-      else
-        EXPECT_TRUE(size[0] == w && size[1] == w && size[2] == w) << bad;
-    }
+  }
+}
+
+TEST(ReduceResolution, WritesNoPixelsForOtherFactors) {
+  Picture src(99, 99, 49), dst(src);
+  const struct {
+    int factor, out[3];
+  } cases[] = {{5, {7, 7, 7}}, {0, {7, 7, 7}}, {INT_MAX, {7, 7, 7}}, {-9, {-11, -5, -8}}, {INT_MIN, {0, 0, 0}}};
+  for (const auto& c : cases) {
+    int out[3] = {7, 7, 7};
+    zeb::reduce_resolution(dst.data(), src.data(), out, out + 1, out + 2, 99, 49, 99, c.factor);
+    EXPECT_TRUE(std::equal(out, out + 3, c.out)) << c.factor << ": " << ::testing::PrintToString(out);
+    EXPECT_EQ(dst, src) << c.factor;
   }
 }
 
 TEST(Downsampling, CutsTheTopLeftPartOfAPackedWarp) {
   std::mt19937 engine(3);
-  int black_last_rows = 0;
   for (int i = 0; i < 200; ++i) {
     const bool tall = i % 25 == 8;  // enough for an estimate to lead beyond the last row
     // With a stride that is no multiple of 4, rows of the packed warp lie closer together than the result reads them.
@@ -127,11 +125,7 @@ TEST(Downsampling, CutsTheTopLeftPartOfAPackedWarp) {
     EXPECT_TRUE(result.pixel_size_x.value == 2.0f / factor && result.pixel_size_y.value == 3.0f / factor);
     for (int y = 0; y < result.height; ++y)
       for (int x = 0; x < result.width; ++x) ASSERT_EQ(result.at(y, x), warped(x, y)) << x << ", " << y;
-    if (!tall || result.width < 16) continue;
-    const unsigned char* const last = result.row(result.height - 1);
-    if (std::all_of(last, last + result.width, [](int p) { return p == 0; })) ++black_last_rows;
   }
-  EXPECT_GT(black_last_rows, 0) << "rows that lie outside the source are black";
   Picture src(20, 20, 20);
   auto bitmap = src.bitmap({1, 1});
   EXPECT_THROW(zeb::downsampling(bitmap, -INFINITY), std::bad_alloc);

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 #include <smmintrin.h>
 
-#include <climits>
 #include <cmath>
+#include <cstdint>
+#include <vector>
 
 #include "tests/transforms/sampling.h"
 #include "zeb/transforms.h"
@@ -55,15 +56,8 @@ unsigned char nearest(const Picture& src, Position at, unsigned char background)
 /// Writes what a packed form writes: width rounded up, rows at multiples of 4.
 template <class Pixel>
 Picture packed(Picture dst, Pixel pixel) {
-  for (int y = 0; y < dst.height(); ++y)
-    for (int x = 0; x < (dst.width() + 3) / 4 * 4; ++x) dst.data()[dst.stride() / 4 * 4 * y + x] = pixel(x, y);
-  return dst;
-}
-
-template <class Pixel>
-Picture scalar(Picture dst, Pixel pixel) {
-  for (int y = 0; y < dst.height(); ++y)
-    for (int x = 0; x < dst.width(); ++x) dst(x, y) = pixel(x, y);
+  for_each_pixel((dst.width() + 3) / 4 * 4, dst.height(),
+                 [&](int x, int y) { dst.data()[dst.stride() / 4 * 4 * y + x] = pixel(x, y); });
   return dst;
 }
 
@@ -85,9 +79,13 @@ Parameters random_parameters(std::mt19937& engine, const Geometry& g) {
 using Raw = void(unsigned char*, unsigned char*, int, int, int, float, float, float, float, float, float,
                  unsigned char);
 
-Picture run(Raw* warp, Picture& src, const Parameters& p, unsigned char background, Picture dst) {
-  warp(dst.data(), src.data(), src.width(), src.stride(), src.height(), p.cx, p.cy, p.tx, p.ty, p.angle, p.scale,
-       background);
+/// Runs a warp on a copy of `src` that ends with its last pixel, for the address checker.
+Picture run(Raw* warp, const Picture& src, const Parameters& p, unsigned char background, Picture dst) {
+  const auto lead = static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(src.data()) % 16);
+  const int size = src.height() < 1 ? 0 : src.stride() * (src.height() - 1) + src.width();
+  std::vector<unsigned char> exact(src.data() - lead, src.data() + size);
+  warp(dst.data(), exact.data() + lead, src.width(), src.stride(), src.height(), p.cx, p.cy, p.tx, p.ty, p.angle,
+       p.scale, background);
   return dst;
 }
 
@@ -114,7 +112,7 @@ TEST(Warps, FollowTheirRulesToTheLastBitOnAnyLayout) {
     const auto to_even = [&](Position at) {
       return static_cast<unsigned char>(std::nearbyint(bilinear(src, at, all, background)));
     };
-    ASSERT_TRUE(same(scalar(blank, [&](int x, int y) { return from_half(by_division(p, x, y)); }),
+    ASSERT_TRUE(same(Picture(blank).fill([&](int x, int y) { return from_half(by_division(p, x, y)); }),
                      run(zeb::transform, src, p, background, blank)));
     ASSERT_TRUE(same(packed(blank, [&](int x, int y) { return to_even(by_estimate(p, x, y)); }),
                      run(zeb::mm_transform, src, p, background, blank)));
@@ -123,45 +121,22 @@ TEST(Warps, FollowTheirRulesToTheLastBitOnAnyLayout) {
     ASSERT_TRUE(same(packed(blank, [&](int x, int y) { return to_even(sheared(shear, x, y)); }),
                      run(zeb::mm_stretch_shear, src, shear, background, blank)));
     const auto copied = [&](int x, int y) { return x < all.x_max && y < all.y_max ? src(x, y) : background; };
-    ASSERT_TRUE(same(scalar(blank, copied), run(zeb::stretch_shear, src, p, background, blank)));
+    ASSERT_TRUE(same(Picture(blank).fill(copied), run(zeb::stretch_shear, src, p, background, blank)));
   }
 }
 
-TEST(Warps, WhatHandFinds) {
-  // The last column and row are outside. About (1, 1) by a quarter turn, (x, y) comes from (y, 2 - x) or a little
-  // before.
-  Picture src = Picture::grey({{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}});
-  EXPECT_EQ(run(zeb::mm_stretch_shear, src, {0, 0, 1, 1, 0, 0}, 99, src),
-            Picture::grey({{1, 2, 3, 99}, {5, 6, 7, 99}, {99, 99, 99, 99}}));
-  EXPECT_EQ(run(zeb::transform, src, {0, 0, 1, 1, 0, 1}, 99, src),
-            Picture::grey({{99, 99, 99, 99}, {99, 1, 2, 3}, {99, 5, 6, 7}}));
-  EXPECT_EQ(run(zeb::mm_morph_transform, src, {1, 1, 0, 0, 1.5707964f, 1}, 99, src),
-            Picture::grey({{99, 5, 1, 99}, {99, 6, 2, 99}, {99, 7, 3, 99}}));
+TEST(Warps, ScalarFormsRoundInDoublePrecision) {
   // 0.51f is a little less than 0.51; adding 0.49 in single precision would make 1 of it.
   Picture step = Picture::grey({{0, 1, 0}, {0, 1, 0}});
   EXPECT_EQ(run(zeb::transform, step, {0, 0, -0.51f, 0, 0, 1}, 7, step)(0, 0), 0);
   EXPECT_EQ(run(zeb::transform, step, {0, 0, -0.5101f, 0, 0, 1}, 7, step)(0, 0), 1);
-  // Half a column between pixels gives halves, to even in a packed form: d is -1 in the first row.
-  Picture halves = Picture::grey({{1, 2, 5, 8, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0, 0, 0}});
-  EXPECT_EQ(run(zeb::mm_stretch_shear, halves, {0, 1, 0, 1, 0.5f, 0}, 7, halves),
-            Picture::grey({{2, 4, 6, 4, 0, 0, 0, 7}, {7, 7, 7, 7, 7, 7, 7, 7}}));
+}
+
+TEST(Warps, TakeNegativeStrides) {
   // Bottom row first: data at the last row, negative stride.
   Picture flipped = Picture::grey({{5, 6, 7, 8}, {1, 2, 3, 4}}), dst(4, 4, 2);
   zeb::mm_stretch_shear(dst.data() + 4, flipped.data() + 4, 4, -4, 2, 0, 0, 0, 0, 0, 0, 99);
   EXPECT_EQ(dst, Picture::grey({{99, 99, 99, 99}, {1, 2, 3, 99}}));
-}
-
-TEST(Warps, ReadNothingOutsideTheImage) {
-  // Exactly as many bytes as there are pixels, for the address checker.
-  for (const int width : {1, 2, 3, 4, 5, 8})
-    for (const int height : {1, 2, 3})
-      for (Raw* warp :
-           {zeb::transform, zeb::mm_transform, zeb::mm_morph_transform, zeb::stretch_shear, zeb::mm_stretch_shear})
-        for (const float shift : {-300.0f, -1.0f, -0.5f, 0.0f, 0.5f, 1.0f, 1e30f, infinity, nan}) {
-          std::vector<unsigned char> src(static_cast<std::size_t>(width * height), 200), dst(src.size() + 3);
-          warp(dst.data(), src.data(), width, width, height, 0, 0, shift, shift, 0.1f, 1, 200);
-          ASSERT_EQ(dst[0], 200) << width << " x " << height << ", shift " << shift;
-        }
 }
 
 TEST(TypedWarps, PassTheParametersOfTheirConversions) {
