@@ -33,73 +33,54 @@ Geometry random_layout(std::mt19937& engine, int i) {
   return Geometry::random(engine, 300, 60);
 }
 
-constexpr int large_radii[] = {64, 65, 100, 252, 253, 254, 300, 5000, INT_MAX};
-
-/// A call with squares or disks on a random layout, and the union that comes of it; the padding is kept.
-struct RoundOrSquare {
-  Call call;
-  Geometry layout;
-  Picture src, before, expected;
-
-  RoundOrSquare(std::mt19937& engine, int i, Equal equal, int radius, int rectangular)
-      : call{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], rectangular},
-        layout(random_layout(engine, i)),
-        src(noise(engine, layout, call, equal,
-                  i % 60 != 0 && i % 3 == 0 && radius < 64 ? 3 : 1000 + 20 * std::min(radius, 400))),
-        before(layout.width, layout.stride, layout.height, 3),
-        expected(before) {
-    stamp(expected, src, call, equal, [this](int dy) {
-      const long long r = call.radius_x;
-      long long t = std::min<long long>(r, std::max(layout.width, 0));
-      while (call.rectangular == 0 && t > 0 && t * t + 1LL * dy * dy > r * r) --t;
-      return t;
-    });
-  }
-
-  void pad(unsigned char value) { fill(expected, layout.width, layout.stride, value); }
-  template <class Function>
-  void expect_of(Function f) const {
-    ASSERT_TRUE(same(expected, run(f, before, src, layout.height, call))) << call << ", " << layout;
-  }
-};
-
-TEST(Marking, DirectFormsOnAnyLayout) {
+TEST(Marking, IsTheUnionOfElementsOnAnyLayout) {
+  constexpr int large_radii[] = {64, 65, 100, 252, 253, 254, 300, 5000, INT_MAX};
+  enum Form { direct, recursive_beyond_its_count, distance_up_to_its_cap, ellipse };
   std::mt19937 engine(1);
-  for (int i = 0; i < 500 && !HasFailure(); ++i) {
-    const int radius = i % 8 == 0 ? pick(engine, 10, 70) : i % 8 < 4 ? pick(engine, 1, 2) : pick(engine, 0, 9);
-    RoundOrSquare c(engine, i, Equal::foreground, radius, i % 2);
-    c.expect_of(vMorphOp);
-    c.pad(c.call.miss());
-    c.expect_of(vMorphOpThin);
-  }
-}
+  for (int i = 0; i < 1700; ++i) {
+    const Form form = static_cast<Form>(i % 4);
+    int radius = large_radii[pick(engine, 0, 8)];
+    if (form == direct)
+      radius = i % 32 == 0 ? pick(engine, 10, 70) : i % 32 < 16 ? pick(engine, 1, 2) : pick(engine, 0, 9);
+    if (form == distance_up_to_its_cap && i % 8 == 2) radius = pick(engine, 0, i % 16 == 2 ? 5 : 255);
+    Call c{radius, radius, 0, 0, operations[pick(engine, 0, 2)], thresholds[pick(engine, 0, 4)], i / 4 % 2};
+    if (form == distance_up_to_its_cap) c.radius_x = c.radius_y = std::min(radius, 253), c.rectangular = 0;
+    if (form == ellipse) {
+      c.radius_x = pick(engine, 0, i % 8 == 3 ? 3 : 90) + (i % 40 == 3 ? 65500 : 0);
+      c.radius_y = pick(engine, 0, i % 16 < 8 ? 3 : 90);
+      if (i % 28 != 3) c.offset_x = pick(engine, -150, 150), c.offset_y = pick(engine, -40, 40);
+      if (c.radius_x == c.radius_y && c.radius_x < 63 && c.offset_x == 0 && c.offset_y == 0) continue;  // a circle
+    }
+    const Geometry g = random_layout(engine, i / 4);
+    SCOPED_TRACE(::testing::Message() << "form " << form << ": " << c << ", " << g);
+    const bool is_dense = g.width < 2000 && c.radius_x < 64 && pick(engine, 0, 2) == 0;
+    const Equal equal = form == direct || form == ellipse ? Equal::foreground : Equal::background;
+    const Picture src = noise(engine, g, c, equal, is_dense ? 3 : 1000 + 20 * std::min(c.radius_x, 400));
 
-TEST(Marking, RecursiveFormBeyondItsCount) {
-  std::mt19937 engine(2);
-  for (int i = 0; i < 300 && !HasFailure(); ++i) {
-    RoundOrSquare c(engine, i, Equal::background, large_radii[pick(engine, 0, 8)], i % 2);
-    c.pad(0);
-    c.expect_of(vMMRecursiveMorphOp);
-  }
-}
-
-TEST(Marking, DistanceUpToItsCap) {
-  std::mt19937 engine(3);
-  for (int i = 0; i < 300 && !HasFailure(); ++i) {
-    const int radius = i % 2 == 0 ? pick(engine, 0, i % 4 == 0 ? 5 : 255) : large_radii[pick(engine, 0, 8)];
-    RoundOrSquare c(engine, i, Equal::background, std::min(radius, 253), 0);
-    c.call.radius_x = radius;
-    c.expect_of(vMMMorphOpDist);
-  }
-}
-
-TEST(Marking, DistancesOf253AndMoreReachAsFar) {
-  Picture dot(600, 600, 1);
-  dot(300, 0) = 255;
-  for (const int radius : {252, 253, 254, 300}) {
-    const Picture dst = run(vMMMorphOpDist, dot, dot, 1, {radius, 0, 0, 0, 0, 0, 0});
-    const int reach = radius == 252 ? 252 : 253;
-    for (int x = 0; x < 600; ++x) ASSERT_EQ(dst(x, 0), x >= 300 - reach && x <= 300 + reach ? 255 : 0) << x;
+    const Picture before(g.width, g.stride, g.height, 3);
+    Picture expected(before);
+    stamp(expected, src, c, equal, [&](int dy) {
+      const auto inside = [&](long long dx) {
+        const long long r = c.radius_x;
+        if (form != ellipse) return dx * dx + 1LL * dy * dy <= r * r;
+        const float u = static_cast<float>(dx) / static_cast<float>(c.radius_x);
+        const float v = static_cast<float>(dy) / static_cast<float>(c.radius_y);
+        return u * u + v * v <= 1.0001f;
+      };
+      long long t = form == ellipse ? c.radius_x : std::min(c.radius_x, std::max(g.width, 0));
+      while (c.rectangular == 0 && t > 0 && !inside(t)) --t;
+      return form == ellipse ? t & 0xFFFF : t;
+    });
+    const auto expect_of = [&](auto function) { ASSERT_TRUE(same(expected, run(function, before, src, g.height, c))); };
+    if (form == direct) expect_of(vMorphOp);
+    if (form == distance_up_to_its_cap) c.radius_x = radius, expect_of(vMMMorphOpDist);
+    // The other forms fill the padding.
+    fill(expected, g.width, g.stride, form == recursive_beyond_its_count ? 0 : c.miss());
+    if (form == direct) expect_of(vMorphOpThin);
+    if (form == recursive_beyond_its_count) expect_of(vMMRecursiveMorphOp);
+    if (form == ellipse) expect_of(vMorphOpThinEllipse);
+    if (form == ellipse && c.radius_x >= 64) expect_of(vMMRecursiveEllipticMorphOp);  // which hands over from there on
+    if (HasFailure()) return;
   }
 }
 
@@ -110,38 +91,6 @@ TEST(Marking, DirectDisksOfLargeOddRadiiAreNotRoundedUp) {
   const Picture dst = run(vMorphOp, dot, dot, 2, {2897, 0, 0, 0, 0, 100, 0});
   for (int y = 0; y < 2; ++y)
     for (int x = 0; x < 2900; ++x) ASSERT_EQ(dst(x, y), x <= 2897 - y ? 255 : 0) << x << ", " << y;
-}
-
-TEST(Marking, EllipsesAndRectanglesWithOffsets) {
-  std::mt19937 engine(4);
-  for (int i = 0; i < 600; ++i) {
-    Call c{pick(engine, 0, 90), pick(engine, 0, 90), pick(engine, -150, 150), pick(engine, -40, 40),
-           operations[i % 3],   thresholds[i % 5],   pick(engine, 0, 1)};
-    if (i % 10 == 0) c.radius_x += 65500;
-    if (i % 7 == 0) c.offset_x = c.offset_y = 0;
-    const bool is_circle = c.radius_x == c.radius_y && c.radius_x < 63 && c.offset_x == 0 && c.offset_y == 0;
-    if (is_circle) continue;
-    const Geometry g = random_layout(engine, i);
-    SCOPED_TRACE(::testing::Message() << c << ", " << g);
-    const Picture src = noise(engine, g, c, Equal::foreground, pick(engine, 2, 3000));
-    const Picture before(g.width, g.stride, g.height, 9);
-    Picture expected(before);
-    fill(expected, g.width, g.stride, c.miss());
-    stamp(expected, src, c, Equal::foreground, [&](int dy) {
-      const auto inside = [&](int dx) {
-        const float u = static_cast<float>(dx) / static_cast<float>(c.radius_x);
-        const float v = static_cast<float>(dy) / static_cast<float>(c.radius_y);
-        return u * u + v * v <= 1.0001f;
-      };
-      int t = c.radius_x;
-      while (c.rectangular == 0 && t > 0 && !inside(t)) --t;
-      return t & 0xFFFF;
-    });
-    ASSERT_TRUE(same(expected, run(vMorphOpThinEllipse, before, src, g.height, c)));
-    if (c.radius_x < 64) continue;
-    ASSERT_TRUE(same(expected, run(vMMRecursiveEllipticMorphOp, before, src, g.height, c)))
-        << "from a horizontal radius of 64 the counting form hands over";
-  }
 }
 
 TEST(RunningCount, FollowsItsStepsInNarrowAndWideImages) {
@@ -167,7 +116,7 @@ TEST(RunningCount, FollowsItsStepsInNarrowAndWideImages) {
     const int height = g.height;
     g.height += 127 / g.stride + 1;  // rows that are the memory behind the image
     Picture src = noise(engine, g, c, Equal::background, pick(engine, 0, 3) == 0 ? 3 : 40 * c.radius_y + 2);
-    if (tall)  // vertical bars make whole columns of the element change at once
+    if (tall)  // vertical bars make whole columns of the element change at once, where 128 rows wrap around
       for (int x = 0; x < g.width; ++x)
         if (pick(engine, 0, 4) == 0)
           for (int y = 0; y < height; ++y) src(x, y) = c.hit();
@@ -176,18 +125,6 @@ TEST(RunningCount, FollowsItsStepsInNarrowAndWideImages) {
     count_along_rows(expected, src, height, c, circular);
     ASSERT_TRUE(same(expected, circular ? run(vMMRecursiveMorphOp, before, src, height, c)
                                         : run(vMMRecursiveEllipticMorphOp, before, src, height, c)));
-  }
-}
-
-TEST(RunningCount, ChangesOf128RowsWrapAround) {
-  // One bright column under an element of 2 * 64 + 1 rows: in the middle row all 129 enter at once, which wraps to
-  // -127 and counts as nothing in a block; as they leave, +127 takes the count back to 0. 127 rows still fit.
-  Picture column(100, 100, 129);
-  for (int y = 0; y < 129; ++y) column(40, y) = 255;
-  const Picture dst = run(vMMRecursiveEllipticMorphOp, column, column, 129, {2, 64, 0, 0, 0, 0, 1});
-  for (int x = 0; x < 100; ++x) {
-    EXPECT_EQ(dst(x, 64), 0) << x;
-    EXPECT_EQ(dst(x, 62), x >= 38 && x <= 42 ? 255 : 0) << x;
   }
 }
 

@@ -2,23 +2,21 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
+#include <memory>
 
 namespace zeb::reliability {
 namespace {
-
-bool on_frame(int x, int y) {
-  const bool in = x >= 12 && x <= 83 && y >= 12 && y <= 67;
-  return in && (x == 12 || x == 83 || y == 12 || y == 67);
-}
-
-}  // namespace
 
 unsigned char grey_pixel(int x, int y) {
   const bool bright = x >= 30 && x < 70 && y >= 20 && y < 60;
   return static_cast<unsigned char>(40 + x / 2 + (bright ? 120 : 0) + (x * 7 + y * 13 + x * y) % 11);
 }
 
-unsigned char line_pixel(int x, int y) { return on_frame(x, y) ? 255 : 0; }
+unsigned char line_pixel(int x, int y) {
+  const bool inside = x >= 12 && x <= 83 && y >= 12 && y <= 67;
+  return inside && (x == 12 || x == 83 || y == 12 || y == 67) ? 255 : 0;
+}
 
 unsigned char area_pixel(int x, int y) {
   const bool square = x >= 10 && x <= 30 && y >= 10 && y <= 30;
@@ -26,6 +24,8 @@ unsigned char area_pixel(int x, int y) {
   const bool hole = x == 20 && y == 20;
   return (square || disc) && !hole ? 255 : 0;
 }
+
+}  // namespace
 
 Call parameters() {
   Call c;
@@ -72,6 +72,21 @@ void Stage::pretend(int width, int stride, int height) {
   call_.edges = images_[2].data();
   call_.mask = images_[3].data();
   call_.view();
+}
+
+void Stage::surround(Outside outside) {
+  for (auto& image : images_) {
+    const std::unique_ptr<unsigned char[]> bytes(new unsigned char[image.size()]);
+    if (outside != Outside::undefined) std::memset(bytes.get(), outside == Outside::ones ? 255 : 0, image.size());
+    for (std::ptrdiff_t y = 0; y < call_.h; ++y)
+      std::copy_n(image.data() + y * call_.s, call_.w, bytes.get() + y * call_.s);
+    std::copy_n(bytes.get(), image.size(), image.data());
+  }
+}
+
+void end_process_after(const std::function<bool()>& run) {
+  std::set_terminate([] { std::_Exit(terminated); });
+  std::_Exit(run() ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
 std::ostream& operator<<(std::ostream& os, const Operation& operation) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -21,19 +22,17 @@ struct Outcome {
   friend bool operator==(const Outcome& a, const Outcome& b) { return a.images == b.images && a.same_notes(b.notes); }
 };
 
-/// A picture of the size that inspection works on, shrunk: a bright rectangle on a slope with noise, its outline, and
-/// filled areas.
+/// The size that inspection works on, shrunk.
 constexpr int picture_width = 96, picture_stride = 112, picture_height = 80;
-
-unsigned char grey_pixel(int x, int y);
-unsigned char line_pixel(int x, int y);
-unsigned char area_pixel(int x, int y);
 
 /// Fills in the parameters of a call that are no images.
 Call parameters();
 
+/// What stands in the padding and behind the last row: given bytes or, for a memory checker, nothing at all.
+enum class Outside { zeros, ones, undefined };
+
 /// Four images of exactly `height` rows of `stride` bytes, the last one `width` wide if that is more, and a call on
-/// them.
+/// them: an empty one, a bright rectangle on a slope with noise, the outline of a rectangle, and filled areas.
 class Stage {
  public:
   explicit Stage(int width = picture_width, int stride = picture_stride, int height = picture_height);
@@ -41,6 +40,7 @@ class Stage {
   Call& call() { return call_; }
   /// The images seen in another size, on the same memory.
   void pretend(int width, int stride, int height);
+  void surround(Outside outside);
   Outcome outcome() const { return {images_, call_.notes}; }
   const std::vector<std::vector<unsigned char>>& images() const { return images_; }
 
@@ -51,6 +51,10 @@ class Stage {
 
 /// Room behind the last row, as owning images have it. It takes part in the comparison.
 constexpr int slack = 64;
+
+/// Ends a child process as `run` tells, or with `terminated` by `std::terminate`.
+constexpr int terminated = 43;
+[[noreturn]] void end_process_after(const std::function<bool()>& run);
 
 std::ostream& operator<<(std::ostream& os, const Operation& operation);
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 #include "tests/shapes/scene.h"
 
@@ -76,68 +77,45 @@ TEST(ShapeGetGrad, LooksRightAndDownFromTheSurroundings) {
   EXPECT_EQ(mean, 640.0f / 9.0f);
 }
 
-/// The distances of the points to the rest of their chain, plainly.
-std::vector<float> plain_distances(const std::vector<char>& chain, int skip) {
+/// What was written to each point, and the shortest and longest distance.
+using Distances = std::tuple<std::vector<unsigned>, float, float>;
+
+Distances distances(std::vector<char> chain, int skip, float scale = 1) {
+  std::vector<unsigned> scaled(chain.size());
   const int count = static_cast<int>(chain.size());
-  std::vector<int> xs{0}, ys{0};
-  for (const char code : chain) {
-    xs.push_back(xs.back() + dx[code & 7]);
-    ys.push_back(ys.back() + dy[code & 7]);
-  }
-  std::vector<float> distances;
-  for (std::size_t i = 0; i < chain.size(); ++i) {
-    float d = static_cast<float>(count), farthest = 0;
-    const auto distance = [&](int offset) {
-      const auto k = static_cast<std::size_t>(((static_cast<int>(i) + offset) % count + count) % count);
-      const int ex = xs[i] - xs[k], ey = ys[i] - ys[k];
-      return std::sqrt(static_cast<float>(ex * ex + ey * ey)) + 1.0f;
-    };
-    const auto look = [&](int offset) {
-      const float at = distance(offset);
-      if (at > farthest)
-        farthest = at;
-      else
-        d = std::min(d, at);
-    };
-    for (int offset = skip; skip != 0 && offset <= count - skip - 1; ++offset) d = std::min(d, distance(offset));
-    for (int offset = 1; skip == 0 && offset <= count / 2 - 1; ++offset) look(offset);
-    farthest = 0;
-    for (int offset = count - 1; skip == 0 && offset >= count / 2; --offset) look(offset);
-    distances.push_back(d);
-  }
-  return distances;
+  float shortest = -1, longest = -1;
+  vShapeKorrelation(scaled.data(), chain.data(), count, count, scale, skip, &shortest, &longest);
+  return {scaled, shortest, longest};
 }
 
-TEST(ShapeKorrelation, FollowsTheRules) {
-  std::mt19937 engine(3);
-  for (int i = 0; i < 1500; ++i) {
-    const int count = i < 20 ? i / 2 + 1 : pick(engine, 1, 90);
-    std::vector<char> chain = random_chain(engine, count);
-    const int skip = i % 2 == 0 ? 0 : pick(engine, -5, count / 2 + 2), out_size = pick(engine, 1, count + 5);
-    const float scale = i % 9 == 0 ? -0.5f : i % 9 == 1 ? 1e8f : 0.37f * static_cast<float>(pick(engine, 1, 1000));
-    std::vector<unsigned> actual(static_cast<std::size_t>(count + 5), 77), expected = actual;
-    std::fill_n(expected.begin(), out_size, 0u);
-    float low = static_cast<float>(count), high = 0, lowest = -1, highest = -1;
-    std::size_t k = 0;
-    for (const float d : plain_distances(chain, skip)) {
-      expected[k++] = static_cast<unsigned>(static_cast<long long>(d * scale));  // wraps around
-      low = std::min(low, d);
-      if (d < static_cast<float>(count - 1)) high = std::max(high, d);
-    }
-    vShapeKorrelation(actual.data(), chain.data(), count, out_size, scale, skip, &lowest, &highest);
-    ASSERT_EQ(actual, expected) << "count " << count << ", skip " << skip;
-    ASSERT_TRUE(lowest == low && highest == high);
-  }
+TEST(ShapeKorrelation, LooksAtTheOffsetsBetweenSkips) {
+  const std::vector<char> line{3, 3, 3, 8 + 7, -1, 7};  // points 0 1 2 3 2 1
+  EXPECT_EQ(distances(line, 1), (Distances{{2, 1, 1, 2, 1, 1}, 1, 2}));
+  EXPECT_EQ(distances(line, 2), (Distances{{3, 2, 1, 3, 2, 1}, 1, 3}));
+  EXPECT_EQ(distances({3, 1, 7, 5}, 2), (Distances{{4, 4, 4, 4}, 4, 0})) << "no offset, and none below count - 1";
+  for (const int skip : {INT_MIN, -1})
+    EXPECT_EQ(distances(line, skip), (Distances{{1, 1, 1, 1, 1, 1}, 1, 1})) << "itself";
+  EXPECT_EQ(distances(line, INT_MAX), (Distances{{6, 6, 6, 6, 6, 6}, 6, 0}));
 }
 
-TEST(ShapeKorrelation, LiteralChainAndBadArguments) {
-  char line[] = {3, 3, 3, 7, 7, 7};  // points 0 1 2 3 2 1
-  std::vector<unsigned> out(6, 77);
+TEST(ShapeKorrelation, LooksBehindTheFarthestWithoutASkip) {
+  EXPECT_EQ(distances({3, 3, 3, 7, 7, 7}, 0), (Distances{{6, 1, 1, 6, 1, 1}, 1, 1}));
+  // The last point is the first one again; at the offset looked at first it is only the farthest so far.
+  EXPECT_EQ(distances({3, 1, 7, 5, 3}, 0), (Distances{{5, 2, 2, 2, 2}, 2, std::sqrt(2.0f) + 1}));
+  const std::vector<char> block{3, 3, 1, 7, 7, 7, 5, 3};  // around 4 by 2 pixels, from the second one
+  EXPECT_EQ(distances(block, 0), (Distances{{2, 2, 8, 8, 2, 2, 8, 8}, 2, 2}));
+  EXPECT_EQ(distances(block, 0, 0.7f), (Distances{{1, 1, 5, 5, 1, 1, 5, 5}, 2, 2})) << "truncated";
+  EXPECT_EQ(std::get<0>(distances(block, 0, 1e9f))[2], 3705032704u) << "8e9 in 32 bits";
+  EXPECT_EQ(std::get<0>(distances(block, 0, -0.5f))[2], -4u);
+}
+
+TEST(ShapeKorrelation, ClearsAsToldAndRefusesNothingness) {
+  char line[] = {3, 7};
+  std::vector<unsigned> out(4, 77);
   float low = -1, high = -1;
-  for (const int skip : {INT_MIN, INT_MAX, 1}) vShapeKorrelation(out.data(), line, 6, 6, 1, skip, &low, &high);
-  EXPECT_EQ(out, (std::vector<unsigned>{2, 1, 1, 2, 1, 1}));
-  EXPECT_TRUE(low == 1.0f && high == 2.0f);
-  for (const auto& [count, out_size] : {std::pair{0, 6}, {-1, 6}, {6, 0}, {6, -1}}) {
+  vShapeKorrelation(out.data(), line, 2, 3, 1, 1, &low, &high);
+  EXPECT_EQ(out, (std::vector<unsigned>{2, 2, 0, 77}));
+  for (const auto& [count, out_size] : {std::pair{0, 6}, {-1, 6}, {2, 0}, {2, -1}}) {
     low = high = -1;
     vShapeKorrelation(out.data(), line, count, out_size, 9, 1, &low, &high);
     EXPECT_TRUE(low == 0.0f && high == 0.0f && out[0] == 2);

@@ -66,6 +66,13 @@ inline Picture filled_component(const Picture& p, int x, int y, unsigned char va
   return filled;
 }
 
+/// min_x, max_x, min_y, max_y.
+inline std::vector<int> extents(const std::vector<int>& x, const std::vector<int>& y) {
+  const auto [left, right] = std::minmax_element(x.begin(), x.end());
+  const auto [top, bottom] = std::minmax_element(y.begin(), y.end());
+  return {*left, *right, *top, *bottom};
+}
+
 /// A walk around a component: its codes, and the pixels before them and after the last one.
 struct Walk {
   std::vector<int> x, y;
@@ -93,13 +100,6 @@ struct Walk {
           codes.size() > 1 && from_x == start_x && from_y == start_y && x.back() == x[1] && y.back() == y[1];
       endless = !states.emplace(x.back(), y.back(), d).second && !repeats_first_step;
     }
-  }
-
-  /// min_x, max_x, min_y, max_y.
-  std::vector<int> extents() const {
-    const auto [left, right] = std::minmax_element(x.begin(), x.end());
-    const auto [top, bottom] = std::minmax_element(y.begin(), y.end());
-    return {*left, *right, *top, *bottom};
   }
 };
 

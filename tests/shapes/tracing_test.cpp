@@ -25,8 +25,6 @@ std::string outcome(Trace trace) {
   }
 }
 
-// ---- the rules, plainly ---------------------------------------------------------------------------------------------
-
 std::string plain_outcome(Walk w, bool ascending) {
   if (w.endless) return endless;
   int area = 0;
@@ -34,63 +32,20 @@ std::string plain_outcome(Walk w, bool ascending) {
   for (std::size_t i = 0; i < w.codes.size(); ++i) add_area(i, w.codes[i]);
   if (w.repeats_first_step) w.codes.pop_back();
   if (!w.codes.empty()) add_area(w.x.size() - 1, w.codes.back());
-  const std::vector<int> box = w.extents();
+  const std::vector<int> box = extents(w.x, w.y);
   return describe(Shape(std::move(w.codes), w.x[0], w.y[0], box[0], box[1], box[2], box[3], !ascending, area));
 }
 
-using Found = std::optional<zeb::Point_<int>>;
-
-/// The first set pixel among `count` ones from (x, y) on.
-Found scan(const Picture& p, int x, int y, int step_x, int step_y, int count) {
-  for (int i = 0; i < count; ++i, x += step_x, y += step_y)
-    if (p(x, y) != 0) return Found({x, y});
-  return {};
+/// The first set pixel in raster order from (x, y) on, or the left end of the run that it belongs to.
+std::optional<zeb::Point_<int>> start_from(const Picture& p, int width, int height, int y, int x, bool search) {
+  while (!search && p(x, y) != 0 && x > 0 && p(x - 1, y) != 0) --x;
+  while (search && y < height && p(x, y) == 0)
+    if (++x == width) x = 0, ++y;
+  if (y == height || p(x, y) == 0) return {};
+  return zeb::Point_<int>{x, y};
 }
 
-Found scan_from_right(const Picture& p, int width, int y) {
-  int i = width - 1;
-  for (; i > width / 16 * 16; --i)
-    if (p(i, y) != 0) return Found({i, y});
-  while (i >= 16 && !scan(p, i - 16, y, 1, 0, 16)) i -= 16;
-  return scan(p, i, y, -1, 0, i + 1);
-}
-
-Found search_image(const Picture& p, int width, int height, int mode) {
-  const int lines = mode == 2 || mode == 3 ? width : height, m = lines / 2;
-  std::vector<int> order = {m};
-  for (int i = 1; i <= m - 1; ++i) order.insert(order.end(), {m - i, m + i});
-  order.push_back(0);
-  if (lines % 2 == 0) order.push_back(lines - 1);
-  Found found;
-  for (std::size_t n = 0; n < order.size() && !found; ++n) {
-    const int line = order[n], length = n == 0 ? width : height;
-    if (mode == 0) found = scan(p, 0, line, 1, 0, width);
-    if (mode == 1) found = scan_from_right(p, width, line);
-    if (mode == 2) found = scan(p, line, length - 1, 0, -1, length);
-    if (mode == 3) found = scan(p, line, 0, 0, 1, length);
-  }
-  return found;
-}
-
-Found search_line(const Picture& p, int width, int height, int index, int mode) {
-  if (mode < 2) return scan(p, mode == 0 ? 0 : width - 1, index, mode == 0 ? 1 : -1, 0, width);
-  return scan(p, index, mode == 2 ? 0 : height - 1, 0, mode == 2 ? 1 : -1, height);
-}
-
-Found search_position(const Picture& p, int width, int height, int y, int x, bool search) {
-  if (search) {
-    Found found = scan(p, x, y, 1, 0, width - x);
-    while (!found && ++y < height) found = scan(p, 0, y, 1, 0, width);
-    return found;
-  }
-  if (p(x, y) == 0) return {};
-  while (x > 0 && p(x - 1, y) != 0) --x;
-  return Found({x, y});
-}
-
-// ---- tests ----------------------------------------------------------------------------------------------------------
-
-TEST(Tracing, EveryFormFollowsThePlainRules) {
+TEST(Tracing, EveryFormWalksByTheRules) {
   std::mt19937 engine(1);
   const int start_direction[4][2] = {{3, 2}, {7, 6}, {1, 4}, {1, 0}};
   int endless_walks = 0;
@@ -104,29 +59,90 @@ TEST(Tracing, EveryFormFollowsThePlainRules) {
     SCOPED_TRACE(testing::Message() << width << " x " << height << ", " << testing::PrintToString(p));
     const int y = pick(engine, 0, height - 1), x = pick(engine, 0, width - 1);
     for (const bool ascending : {false, true}) {
-      const auto expected = [&](Found start, int direction) {
-        if (!start) return std::string("none");
-        const Walk w(p, width, height, start->x, start->y, direction, ascending);
-        endless_walks += w.endless ? 1 : 0;
-        return plain_outcome(w, ascending);
-      };
-      for (const bool search : {false, true})
-        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, y, x, search, ascending); }),
-                  expected(search_position(p, width, height, y, x, search), ascending ? 2 : 3))
+      for (const bool search : {false, true}) {
+        std::string expected = "none";
+        if (const auto start = start_from(p, width, height, y, x, search)) {
+          const Walk walk(p, width, height, start->x, start->y, ascending ? 2 : 3, ascending);
+          endless_walks += walk.endless ? 1 : 0;
+          expected = plain_outcome(walk, ascending);
+        }
+        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, y, x, search, ascending); }), expected)
             << "at row " << y << ", column " << x << ", " << search << ascending;
-      for (int mode = 0; mode < 4; ++mode) {
-        const int direction = start_direction[mode][ascending], index = mode < 2 ? y : x;
-        const auto as_mode = static_cast<Find_Active_Pixel_Mode>(mode);
-        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, index, as_mode, ascending); }),
-                  expected(search_line(p, width, height, index, mode), direction))
-            << "line " << index << ", mode " << mode << ", " << ascending;
-        ASSERT_EQ(outcome([&] { return find_next_shape(bitmap, as_mode, ascending); }),
-                  expected(search_image(p, width, height, mode), direction))
-            << "mode " << mode << ", " << ascending;
       }
+      for (const auto mode : {from_left, from_right, from_bottom, from_top})
+        for (const bool whole : {false, true}) {
+          const int number = static_cast<int>(mode), index = number < 2 ? y : x;
+          const auto trace = [&] {
+            return whole ? find_next_shape(bitmap, mode, ascending) : find_next_shape(bitmap, index, mode, ascending);
+          };
+          const std::string actual = outcome(trace);
+          if (actual == "none" || actual == endless) continue;
+          const zeb::Point_<int> start = trace().start_point();
+          const Walk walk(p, width, height, start.x, start.y, start_direction[number][ascending], ascending);
+          ASSERT_EQ(actual, plain_outcome(walk, ascending)) << "mode " << number << ", " << whole << ascending;
+        }
     }
   }
   EXPECT_GT(endless_walks, 30) << "the scenes should hold endless walks";
+}
+
+using Rows = std::vector<std::string>;
+
+/// Letters tell in which order the pixels of an image are looked at, points which are not. `rows` may be more than the
+/// image has.
+template <class... Line>
+void expect_order(const Rows& rows, int height, Find_Active_Pixel_Mode mode, Line... line) {
+  const int width = static_cast<int>(rows[0].size()), all = static_cast<int>(rows.size());
+  const auto turn = [&](int x, int y) {
+    const char letter = rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
+    return letter == '.' ? 127 : int{letter};
+  };
+  for_each_pixel(width, all, [&](int x, int y) {
+    for_each_pixel(width, all, [&](int later_x, int later_y) {
+      if (turn(later_x, later_y) < turn(x, y)) return;
+      Picture p(width, width, all);
+      p(x, y) = p(later_x, later_y) = 255;
+      const Shape shape =
+          find_next_shape(zeb::Bitmap_<unsigned char>(p.data(), width, width, height, {}), line..., mode, true);
+      const auto start = shape.start_point();
+      EXPECT_EQ(shape.empty(), turn(x, y) == 127) << ::testing::PrintToString(p);
+      EXPECT_TRUE(shape.empty() || (start.x == x && start.y == y)) << ::testing::PrintToString(p);
+    });
+  });
+}
+
+TEST(Tracing, ImagesAreSearchedFromTheMiddleOutwards) {
+  expect_order({"gh", "cd", "ab", "ef"}, 4, from_left);
+  expect_order({"gh", "cd", "ab", "ef", ".."}, 5, from_left);  // the last of an odd number is not
+  expect_order({"hg", "dc", "ba", "fe", ".."}, 5, from_right);
+  // The middle column is searched over as many rows as the image is wide.
+  expect_order({"mgdj", "lfci", "kebh", "..a."}, 3, from_bottom);
+  expect_order({"keah", "lfbi", "mgcj", "..d."}, 3, from_top);
+  expect_order({"hc.", "gb.", "fa.", "e..", "d.."}, 5, from_bottom);
+}
+
+TEST(Tracing, ColumnsOfOneLineAreSearchedAgainstTheirNames) {
+  expect_order({"..", "..", "..", "ab"}, 4, from_left, 3);
+  expect_order({"..", "..", "..", "ba"}, 4, from_right, 3);
+  expect_order({"...a", "...b"}, 2, from_bottom, 3);
+  expect_order({"...b", "...a"}, 2, from_top, 3);
+}
+
+TEST(Tracing, SearchFromTheRightSkipsGroupsOf16) {
+  // Groups are skipped from the first pixel behind the whole groups of the row, or else from its last one, which is not
+  // looked at itself but where the group before it holds something.
+  const struct {
+    int width;
+    std::vector<int> dots;
+    std::optional<int> found;
+  } rows[] = {{16, {15}, 15}, {40, {33}, 33}, {40, {32}, {}},     {40, {31}, 31},    {48, {31}, 31},
+              {48, {0}, 0},   {48, {47}, {}}, {48, {47, 31}, 47}, {48, {47, 30}, 30}};
+  for (const auto& [width, dots, found] : rows) {
+    Picture p(width, width, 3);
+    for (const int x : dots) p(x, 1) = 255;
+    const Shape shape = find_next_shape(p.bitmap(), from_right, true);
+    EXPECT_EQ(shape.empty() ? std::nullopt : std::optional(shape.start_point().x), found) << width << ", " << dots[0];
+  }
 }
 
 TEST(Tracing, OutlinesOfSmallShapes) {
@@ -139,24 +155,6 @@ TEST(Tracing, OutlinesOfSmallShapes) {
   EXPECT_EQ(traced({"##", "##"}, 0, 0, true), "1357 from 0 0 0 1 0 1 -1 cw");
   EXPECT_EQ(traced({"####"}, 0, 0, true), "333777 from 0 0 0 3 0 0 0 cw");
   EXPECT_EQ(traced({".#.", "#.#", ".#.", "#.#", ".#."}, 2, 1, false).substr(0, 8), "64202064") << "both loops";
-}
-
-TEST(Tracing, SearchesPassOverWhatTheirSchemesLeaveOut) {
-  Picture last_row = Picture::text({".....", ".....", "#####"}), wide(40, 40, 1);
-  EXPECT_TRUE(find_next_shape(last_row.bitmap(), from_right, false).empty());
-  wide(32, 0) = 255;
-  EXPECT_TRUE(find_next_shape(wide.bitmap(), from_right, false).empty());
-  // Groups of 16 are looked at to their first pixel, and as long as a whole one lies to the left.
-  for (const auto& [width, x] : {std::pair{16, 15}, {48, 31}, {48, 15}}) {
-    Picture dot(width, width, 3);
-    dot(x, 1) = 255;
-    EXPECT_EQ(find_next_shape(dot.bitmap(), from_right, true).start_point().x, x) << width;
-  }
-  // The columns of one line are scanned against their names, those of the whole image are not.
-  Picture column = Picture::text({"...", ".#.", "...", ".#.", "..."});
-  EXPECT_EQ(find_next_shape(column.bitmap(), 1, from_bottom, false).start_point().y, 1);
-  EXPECT_EQ(find_next_shape(column.bitmap(), 1, from_top, false).start_point().y, 3);
-  EXPECT_EQ(find_next_shape(column.bitmap(), from_bottom, false).start_point().y, 1) << "3 rows as it is 3 wide";
 }
 
 TEST(Tracing, WhatLiesOutsideTheImageIsNotFound) {
