@@ -68,7 +68,8 @@ mkfifo folder/4b.png  # whoever opens it waits until it is ended
 "$programs/batch" folder --csv bad.csv --processes 3 >summary.txt 2>err.txt &
 batch=$!
 # Once the rows before the pipe's are written, the only process left is the one that waits for it.
-children() { awk -v parent="$batch" '$4 == parent { print $1 }' /proc/[0-9]*/stat 2>/dev/null || true; }
+# Processes may vanish while they are listed.
+children() { cat /proc/[0-9]*/stat 2>/dev/null | awk -v parent="$batch" '$4 == parent { print $1 }' || true; }
 until grep -q '^"4.png"' bad.csv 2>/dev/null && [ "$(children | wc -l)" -eq 1 ]; do sleep 0.05; done
 kill -KILL "$(children)"
 status=0

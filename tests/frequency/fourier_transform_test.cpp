@@ -162,5 +162,26 @@ TEST(FourierTransform, HelpersLeaveWrongSizesAlone) {
   EXPECT_TRUE(std::isnan(r8.data[0]) && std::isnan(c8.data[0].real()) && std::isnan(c10.data[0].real()));
 }
 
+TEST(FourierTransform, SidesThatCannotBeCountedThrow) {
+  // Nothing is read before: each image has a single element and all its rows at the same place.
+  float real[2];
+  Complex complex[2];
+  unsigned char pixel;
+  for (const int side : {1 << 17, 1 << 18}) {
+    Mat<float> r(&real[0], side, 0, side), r_to(&real[1], side, 0, side);
+    Mat<Complex> c(&complex[0], side, 0, side), c_to(&complex[1], side, 0, side);
+    Mat<unsigned char> p(&pixel, side, 0, side), picture(&pixel, side + 1, 0, side + 1);
+    EXPECT_THROW(fourier_transform(r_to, r), std::bad_alloc);
+    EXPECT_THROW(fourier_transform(c_to, c), std::bad_alloc);
+    EXPECT_THROW(fourier_transform(picture, r), std::bad_alloc);
+    EXPECT_THROW(fourier_transform(picture, c), std::bad_alloc);
+    EXPECT_THROW(inverse_fourier_transform(r_to, r), std::bad_alloc);
+    EXPECT_THROW(inverse_fourier_transform(p, r), std::bad_alloc);
+    EXPECT_THROW(inverse_fourier_transform(c_to, c), std::bad_alloc);
+    EXPECT_THROW(inverse_fourier_transform(p, c), std::bad_alloc);
+    EXPECT_THROW(fft_filter(p, p, false, fft::Filter::flat, {0, 0}), std::bad_alloc);
+  }
+}
+
 }  // namespace
 }  // namespace zeb

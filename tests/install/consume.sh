@@ -14,6 +14,6 @@ cmake --build "$scratch/consumer" >/dev/null
 
 pc=$(find "$prefix" -name zeb.pc)
 export PKG_CONFIG_PATH=${pc%/*}
-# shellcheck disable=SC2046: flags are words
+# shellcheck disable=SC2046 # flags are words
 "$CXX" -std=c++17 "$here/../../examples/minimal.cpp" -o "$scratch/by_pkg_config" $(pkg-config --cflags --libs zeb)
 [ "$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir zeb) "$scratch/by_pkg_config")" = "$expected" ]
