@@ -99,7 +99,7 @@ class EventCounter {
   static constexpr int largest_radius = 63;
 
   EventCounter(int radius, bool square, unsigned char level)
-      : radius_(radius), level_(level), packed_level_(signed_bytes(zeb::frame::splat(level))) {
+      : radius_(radius), level_(level), packed_level_(zeb::frame::signed_order(zeb::frame::splat(level))) {
     for_each_half_width(radius, square, radius,
                         [this](int y, int half_width) { half_widths_[static_cast<std::size_t>(y)] = half_width; });
   }
@@ -107,7 +107,7 @@ class EventCounter {
   bool is_event(unsigned char pixel) const { return pixel > level_; }
 
   /// 255 where a pixel is above the level.
-  __m128i are_events(__m128i pixels) const { return _mm_cmpgt_epi8(signed_bytes(pixels), packed_level_); }
+  __m128i are_events(__m128i pixels) const { return _mm_cmpgt_epi8(zeb::frame::signed_order(pixels), packed_level_); }
 
   /// Starts at column 0 of row `y`.
   void start_row(const unsigned char* src, int width, std::ptrdiff_t stride, int height, int y) {
@@ -154,8 +154,6 @@ class EventCounter {
     const unsigned char* pixels;
     int half_width;
   };
-
-  static __m128i signed_bytes(__m128i bytes) { return _mm_xor_si128(bytes, zeb::frame::splat(0x80)); }
 
   static __m128i running_sums(__m128i words, int start) {
     words = _mm_add_epi16(words, _mm_slli_si128(words, 2));

@@ -20,6 +20,9 @@ inline __m128i high_words(__m128i pixels) { return _mm_unpackhi_epi8(pixels, _mm
 /// Whether any of 16 bytes is not 0.
 inline bool any_set(__m128i bytes) { return _mm_testz_si128(bytes, bytes) == 0; }
 
+/// Pixels shifted by 128, so that signed comparisons find their order.
+inline __m128i signed_order(__m128i pixels) { return _mm_xor_si128(pixels, splat(0x80)); }
+
 /// 0xFF where a pixel is at least, or at most, the other one; unsigned.
 inline __m128i at_least(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_max_epu8(a, b), a); }
 inline __m128i at_most(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_min_epu8(a, b), a); }

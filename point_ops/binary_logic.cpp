@@ -9,27 +9,22 @@ using namespace zeb::frame;
 
 namespace {
 
-/// `block(x, y)` for each whole group of 16 pixels of `area`, unchecked, and `pixel(x, y)` for the rest.
-template <class Block, class Pixel>
-void for_each_group(const zeb::Mat<unsigned char>& area, Block block, Pixel pixel) {
-  for (int y = 0; y < area.height; ++y) {
-    int x = 0;
-    for (; x < (area.width & ~15); x += 16) block(x, y);
-    for (; x < area.width; ++x) pixel(x, y);
-  }
-}
-
-unsigned char* address(const zeb::Mat<unsigned char>& image, int x, int y) {
-  return image.data + (std::ptrdiff_t{y} * image.stride + x);
-}
-
-/// The pixels behind the last whole group go through checked access: that is where differing sizes are noticed.
+/// Whole groups of 16 pixels of each row of `a` are combined unchecked. Those behind them go through checked access:
+/// that is where differing sizes are noticed.
 template <class Packed, class Scalar>
 void combine(const zeb::Mat<unsigned char>& dst, const zeb::Mat<unsigned char>& a, const zeb::Mat<unsigned char>& b,
              Packed packed, Scalar scalar) {
-  for_each_group(
-      a, [&](int x, int y) { store(address(dst, x, y), packed(load(address(a, x, y)), load(address(b, x, y)))); },
-      [&](int x, int y) { dst.at(y, x) = static_cast<unsigned char>(scalar(a.at(y, x), b.at(y, x))); });
+  const auto row = [](const zeb::Mat<unsigned char>& image, int y) {
+    return image.data + std::ptrdiff_t{y} * image.stride;
+  };
+  const int width = a.width, whole = width & ~15;
+  for (int y = 0; y < a.height; ++y) {
+    unsigned char* const to = row(dst, y);
+    const unsigned char *const from_a = row(a, y), *const from_b = row(b, y);
+    int x = 0;
+    for (; x < whole; x += 16) store(to + x, packed(load(from_a + x), load(from_b + x)));
+    for (; x < width; ++x) dst.at(y, x) = static_cast<unsigned char>(scalar(a.at(y, x), b.at(y, x)));
+  }
 }
 
 template <class Packed>
@@ -47,10 +42,9 @@ void bitwise_and(Mat<unsigned char>& dst, const Mat<unsigned char>& a, const Mat
 }
 
 void bitwise_and(Mat<unsigned char>& dst, const Mat<unsigned char>& a, unsigned char value) {
-  const __m128i values = splat(value);
-  for_each_group(
-      a, [&](int x, int y) { store(address(dst, x, y), _mm_and_si128(load(address(a, x, y)), values)); },
-      [&](int x, int y) { dst.at(y, x) = a.at(y, x) & value; });
+  combine(
+      dst, a, a, [values = splat(value)](__m128i p, __m128i) { return _mm_and_si128(p, values); },
+      [value](int p, int) { return p & value; });
 }
 
 void bitwise_andnot(Mat<unsigned char>& dst, const Mat<unsigned char>& a, const Mat<unsigned char>& b) {

@@ -7,14 +7,13 @@ using namespace zeb::frame;
 
 void vThresholding(unsigned char* dst, const unsigned char* const src, int width, int stride, int height,
                    unsigned char lower, unsigned char upper) {
-  const __m128i lowers = splat(lower), uppers = splat(upper), below = splat(254), above = splat(255);
+  const __m128i lowers = signed_order(splat(lower)), uppers = signed_order(splat(upper)), below = splat(254);
   for_each_block(
       width, stride, height,
       [=](std::ptrdiff_t i) {
-        const __m128i p = load(src + i);
+        const __m128i p = signed_order(load(src + i));
         // 254 | 255 is 255, so the upper side wins where both tests hold.
-        store(dst + i,
-              _mm_or_si128(_mm_andnot_si128(at_most(p, uppers), above), _mm_andnot_si128(at_least(p, lowers), below)));
+        store(dst + i, _mm_or_si128(_mm_cmpgt_epi8(p, uppers), _mm_and_si128(_mm_cmpgt_epi8(lowers, p), below)));
       },
       [=](std::ptrdiff_t i) { dst[i] = src[i] > upper   ? 255
                                        : src[i] < lower ? 254
