@@ -83,6 +83,7 @@ TEST(GaussFilter, WeighsHistogramsOnAnyLayout) {
     if (t.number % 4 == 0) std::fill_n(t.src.data(), t.g.stride * t.g.height, static_cast<unsigned char>(t.number));
     Gauss p{fraction(t.engine), fraction(t.engine), pick(t.engine, -1, 11), pick(t.engine, -1, 7), 0.0f, t.number % 2};
     if (t.number % 3 != 0) p.falloff = std::ldexp(fraction(t.engine), pick(t.engine, -5, 5));
+    if (t.number % 15 == 0) p.fraction1 = 1.0f;
     if (t.number % 5 == 0) p.fraction2 = p.fraction1;
     const Picture expected = weighted_histogram(t.src, t.dst, p);
     zeb::vGaussFilter(t.dst.data(), t.src.data(), t.g.width, t.g.stride, t.g.height, p.fraction1, p.fraction2, p.size_x,
