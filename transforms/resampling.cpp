@@ -137,19 +137,22 @@ void map_data(unsigned char* dst, unsigned char* src, int width, int stride, int
 void reduce_resolution(unsigned char* dst, unsigned char* src, int* out_width, int* out_height, int* out_stride,
                        int width, int height, int stride, int factor) {
   if (factor == 0 || factor > width / 10 || factor > height / 10) return;
+  const int columns = width / factor, rows = height / factor;
+  const auto tell_sizes = [=] {
+    *out_width = columns;
+    *out_height = rows;
+    *out_stride = detail::round_up(columns, 4);
+  };
   // A negative factor gives negative sizes and no pixels.
-  const bool has_pixels = factor > 0;
-  const Disk disk(has_pixels ? factor / 2 + 1 : 0);
+  if (factor < 0) return tell_sizes();
+  const Disk disk(factor / 2 + 1);
   // A disk may reach one column behind the last one.
-  const std::ptrdiff_t length = has_pixels ? std::ptrdiff_t{width} + 1 : 0;
+  const std::ptrdiff_t length = std::ptrdiff_t{width} + 1;
   const frame::Scratch<unsigned char> column_maxima(length);
   if (!disk || !column_maxima) return;
-  const int columns = width / factor, rows = height / factor;
-  *out_width = columns;
-  *out_height = rows;
-  *out_stride = detail::round_up(columns, 4);
+  tell_sizes();
   const int margin_x = (width % factor) / 2, margin_y = (height % factor) / 2;
-  for (int y = 0; has_pixels && y < rows; ++y) {
+  for (int y = 0; y < rows; ++y) {
     unsigned char* const out = dst + std::ptrdiff_t{y} * *out_stride;
     const unsigned char* const centre = src + (std::ptrdiff_t{factor} * y + margin_y) * stride;
     std::fill_n(out, columns, static_cast<unsigned char>(0));
